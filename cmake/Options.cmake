@@ -1,0 +1,20 @@
+# What people choose is spelled in CMakePresets.json; these are the words that it uses.
+option(VANTOREL_TESTS "Build the tests" ON)
+option(VANTOREL_BENCH "Build the benchmarks" OFF)
+option(VANTOREL_WERROR "Warnings are errors" OFF)
+set(VANTOREL_SANITIZE "" CACHE STRING "Sanitizers: address;undefined or thread")
+
+add_library(vantorel-warnings INTERFACE)
+target_compile_options(vantorel-warnings INTERFACE
+  -Wall -Wextra -Wpedantic -Wshadow -Wconversion $<$<BOOL:${VANTOREL_WERROR}>:-Werror>)
+
+add_library(vantorel-sanitizers INTERFACE)
+if(VANTOREL_SANITIZE)
+  list(JOIN VANTOREL_SANITIZE "," _sanitize)
+  set(_flags -fsanitize=${_sanitize} -fno-omit-frame-pointer)
+  if(VANTOREL_SANITIZE MATCHES undefined)
+    list(APPEND _flags -fno-sanitize-recover=undefined)
+  endif()
+  target_compile_options(vantorel-sanitizers INTERFACE ${_flags})
+  target_link_options(vantorel-sanitizers INTERFACE ${_flags})
+endif()

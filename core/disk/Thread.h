@@ -1,0 +1,16 @@
+#pragma once
+
+#include <cstddef>
+#include <functional>
+
+namespace vantorel {
+
+/// Guarded work runs on stacks of this size.
+inline constexpr std::size_t workerStackBytes = 4'194'304;
+
+/// Starts a detached thread with a stack of the given size; false when there was no thread to start. On macOS
+/// the thread first sets its I/O policy so that reading writes no access times. What `body` throws ends the
+/// process, as it must not.
+[[nodiscard]] bool startDetachedThread(std::size_t stackBytes, std::function<void()> body);
+
+} // namespace vantorel
