@@ -12,7 +12,7 @@ namespace vantorel {
 
 /// "1,234": decimal digits in groups of three, whatever the locale.
 std::string grouped(std::int64_t count);
-/// Decimal byte sizes for people: "Zero KB", "512 bytes", "1 byte", "12 KB", "3.4 MB", "1.25 GB", "2.00 TB".
+/// Decimal byte sizes for people: "Zero KB", "512 bytes", "12 KB", "3.4 MB", "1.25 GB", "2.00 TB".
 /// Rounded half up; a value that rounds up to 1,000 of its unit is shown in the next one. No locale.
 std::string byteSize(std::int64_t bytes);
 
