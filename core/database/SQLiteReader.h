@@ -3,6 +3,7 @@
 #include "base/Clock.h"
 #include "disk/SystemCalls.h"
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <exception>
@@ -14,7 +15,9 @@
 #include <set>
 #include <string>
 #include <string_view>
+#include <type_traits>
 #include <unordered_map>
+#include <utility>
 #include <variant>
 #include <vector>
 
@@ -43,6 +46,8 @@ public:
     /// The statement was stopped by the time limit.
     bool isTimeout() const { return timeout_; }
     static SQLiteReaderError timedOut(Seconds limit);
+    /// The same while opening: `openFailed` with SQLite's own message.
+    static SQLiteReaderError openTimedOut(std::string message);
 
 private:
     Kind kind_;
@@ -116,7 +121,8 @@ public:
         bool operator==(const Identity&) const = default;
     };
 
-    /// Opens the file in place. Throws `SQLiteReaderError` (fileNotFound, openFailed).
+    /// Opens the file in place. Throws `SQLiteReaderError` (fileNotFound, openFailed), and `SQLiteCancelled`
+    /// when `stopCheck` stopped the first look at the schema. `stopCheck` stays installed.
     SQLiteReader(std::shared_ptr<const SystemCalls> calls, std::shared_ptr<const Clock> clock,
         const DiskPath& file, std::function<bool()> stopCheck = {});
     ~SQLiteReader();
@@ -124,7 +130,8 @@ public:
     SQLiteReader& operator=(const SQLiteReader&) = delete;
 
     using RowHandler = std::function<void(const SQLiteRow&)>;
-    /// Throws `SQLiteReaderError`, `SQLiteCancelled`, and what the handler throws.
+    /// Throws `SQLiteReaderError`, `SQLiteCancelled`, and what the handler or the stop check throws. A
+    /// handler may run further queries on the same reader.
     void forEachRow(
         const std::string& sql, const std::vector<SQLiteValue>& parameters, const RowHandler& handler);
     template <typename Transform>
@@ -146,22 +153,41 @@ public:
     /// Whether the file or its log are others than those that were opened.
     bool fileChangedUnderneath() const;
     const Identity& openedIdentity() const { return openedIdentity_; }
-    /// Final; twice is harmless; from any thread.
+    /// Final; twice is harmless; from any thread. A query that runs meanwhile is stopped and ends with
+    /// `openFailed("closed")`; the connection is then let go by the querying thread.
     void close();
 
 private:
+    class Use;
+    class Watch;
+    enum class Limits { lenient, strict };
+    enum class Opening { immutable, inPlace };
+
+    void open(Opening opening);
+    Opening openingFor() const;
+    void probe();
+    void harden(Limits limits);
+    void execute(const char* sql);
     int guardCheck();
-    static int progressHandler(void* reader);
-    void harden(bool strict);
+    static int progressHandler(void* reader) noexcept;
+    bool stopAsked();
+    /// Runs a query until its end or until the handler answers false.
+    void run(const std::string& sql, const std::vector<SQLiteValue>& parameters,
+        const std::function<bool(const SQLiteRow&)>& handler);
+    /// What an interrupted statement is reported as; returns when it was none of the guard's doing.
+    void throwStop() const;
     Identity identityNow() const;
 
     std::shared_ptr<const SystemCalls> calls_;
     std::shared_ptr<const Clock> clock_;
     DiskPath file_;
-    sqlite3* db_ = nullptr;
     std::map<std::string, std::set<std::string>> columnCache_;
-    mutable std::mutex lock_; ///< Serialises close against use.
+    mutable std::mutex lock_; ///< Serialises close against use; guards `db_` and `users_`, not the queries.
+    sqlite3* db_ = nullptr;
+    int users_ = 0; ///< Queries that run; the last one lets a closed connection go.
+    std::atomic<bool> closed_{false};
     SQLiteQueryGuard queryGuard_;
+    std::exception_ptr stopFailure_; ///< What the stop check threw inside SQLite.
     Identity openedIdentity_;
 };
 
