@@ -88,12 +88,14 @@ auto guardedRun(std::shared_ptr<const Clock> clock, const Patience& patience, Wo
     auto box = std::make_shared<detail::GuardedBox<T>>();
     auto heartbeat = std::make_shared<Heartbeat>(clock);
     const bool started =
-        detail::startWorker([box, heartbeat, work = std::make_shared<Work>(std::move(work))] {
+        detail::startWorker([box, heartbeat, work = std::make_shared<Work>(std::move(work))]() mutable {
             try {
                 box->value.emplace((*work)(heartbeat));
             } catch (...) {
                 box->exception = std::current_exception();
             }
+            // What the work held (files, folders) is closed by the time its result is seen.
+            work.reset();
             box->done.release();
         });
     if (!started || !detail::waitGuarded(*clock, patience, box->done, *heartbeat)) {

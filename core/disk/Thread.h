@@ -13,4 +13,9 @@ inline constexpr std::size_t workerStackBytes = 4'194'304;
 /// process, as it must not.
 [[nodiscard]] bool startDetachedThread(std::size_t stackBytes, std::function<void()> body);
 
+/// How many detached threads have not ended yet (those that were given up among them), and whether the
+/// calling thread is one. Tests wait by them until no thread is left, and let no time pass while one works.
+std::size_t detachedThreadsAlive();
+bool isOnDetachedThread();
+
 } // namespace vantorel
