@@ -1,5 +1,6 @@
 #pragma once
 
+#include "base/Enum.h"
 #include "database/LibraryReader.h"
 #include "disk/CancelToken.h"
 
@@ -40,6 +41,18 @@ struct VerifyResult {
 
     bool operator==(const VerifyResult&) const = default;
 };
+
+inline constexpr EnumNames<VerifyResult::Trouble, 8> verifyTroubleNames{{
+    {VerifyResult::Trouble::missing, "missing"},
+    {VerifyResult::Trouble::sizeDiffers, "sizeDiffers"},
+    {VerifyResult::Trouble::digestDiffers, "digestDiffers"},
+    {VerifyResult::Trouble::unreadable, "unreadable"},
+    {VerifyResult::Trouble::refused, "refused"},
+    {VerifyResult::Trouble::notAnswering, "notAnswering"},
+    {VerifyResult::Trouble::sidecarMissing, "sidecarMissing"},
+    {VerifyResult::Trouble::sidecarDamaged, "sidecarDamaged"},
+}};
+static_assert(inEnumOrder(verifyTroubleNames));
 
 struct VerifyRequest {
     DiskPath folder{};
