@@ -25,6 +25,12 @@ struct CoreDataEntity {
 
 /// Which table plays which role in this database, and which columns exist. Worked out from the database
 /// itself: never by entity number, position or version. Column lists are lower-cased names.
+///
+/// A table is named only when it has the columns without which it is of no use, so these need not be looked
+/// for again: attributes z_pk, zasset; descriptions z_pk, zlongdescription; albums z_pk, zkind, ztitle;
+/// keywords z_pk, ztitle; persons z_pk and zfullname or zdisplayname; faces z_pk; resources z_pk, zasset,
+/// zdatastoresubtype, zlocalavailability; cloud masters z_pk, zcloudlocalstate; bookmarks z_pk,
+/// zpathrelativetovolume; volumes z_pk, zname. `highestIDs` has every topmost entity's table.
 struct ResolvedSchema {
     /// A link table.
     struct Join {
