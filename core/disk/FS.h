@@ -71,6 +71,8 @@ private:
 
 /// EPERM, EACCES: denied; ENOENT, ENOTDIR: missing; anything else: unavailable.
 Kind kindOfFailure(int code);
+/// The same classes for a folder that could not be opened.
+ListFailure listFailureOf(int code);
 Kind kindOf(FileStatus::Type type);
 
 Kind kind(const SystemCalls& calls, const DiskPath& path, Links links);

@@ -144,5 +144,12 @@ std::shared_ptr<const SystemCalls> realSystemCalls();
 /// Flags that every open for reading in a library uses: read-only, never waiting (a pipe), no link as last
 /// component, no access-time update where that is allowed.
 int readOnlyOpenFlags();
+/// Flags that open a folder only as a place beneath which other names are looked up: the right to list it is
+/// not needed, nothing can be read through the descriptor.
+int folderOpenFlags();
+/// To be added for reading a file past the cache from its opening on: O_DIRECT on Linux, where buffer, offset
+/// and length are then multiples of 4,096 and some file systems refuse (EINVAL); 0 on macOS, where
+/// `setUncached` does it.
+int uncachedOpenFlag();
 
 } // namespace vantorel
