@@ -1,0 +1,7 @@
+#include "cli/AccessAdvice.h"
+
+namespace vantorel::cli {
+
+std::optional<std::string> accessAdvice(const SystemCalls&, const DiskPath&) { return std::nullopt; }
+
+} // namespace vantorel::cli

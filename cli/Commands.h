@@ -1,0 +1,46 @@
+#pragma once
+
+#include "cli/Program.h"
+#include "export/ExportOptions.h"
+#include "scan/LibraryScanner.h"
+
+#include <expected>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace vantorel::cli {
+
+struct ScanArguments {
+    std::string library{};
+    bool list = false; ///< Also name every item that is missing or limited.
+};
+
+struct ExportArguments {
+    std::string library{};
+    std::string destination{};
+    ExportOptions options{};
+    std::vector<std::string> albums{}; ///< Titles or identifiers; none: all albums.
+    bool dryRun = false;
+};
+
+struct VerifyArguments {
+    std::string folder{};
+};
+
+/// Each carries out one command and returns the exit status.
+int runScan(const Context& context, const ScanArguments& arguments);
+int runExport(const Context& context, const ExportArguments& arguments);
+int runVerify(const Context& context, const VerifyArguments& arguments);
+
+/// Scans with progress; a failure was already said and is the exit status.
+std::expected<std::shared_ptr<const LibraryScanResult>, int> scanWithProgress(
+    const Context& context, const std::string& library);
+
+/// The exit status of work that was stopped: 128 + the signal.
+int stoppedStatus();
+
+/// The argument as a path without the slashes that a shell's completion leaves at its end.
+DiskPath pathArgument(const std::string& argument);
+
+} // namespace vantorel::cli
