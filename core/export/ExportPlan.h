@@ -66,6 +66,11 @@ inline constexpr const char* unknownDate = "Unknown date";
 /// The plain sum of the sizes of all planned files: the size that is shown.
 std::int64_t sizeEstimate(const ExportPlan& plan);
 /// What the plan takes on a disk with blocks of that size: each file rounded up, one block for each sidecar.
+/// Both stop at the largest number instead of wrapping around. A block size of 0 (not known) counts as 4 KiB.
 std::int64_t neededBytes(const ExportPlan& plan, std::uint32_t blockSize);
+/// The same for one item, for a run that continues and has some of them already.
+std::int64_t neededBytes(const PlannedItem& item, std::uint32_t blockSize);
+/// `a + b` for sizes, at most the largest number; what is below 0 counts as 0.
+std::int64_t sumOfSizes(std::int64_t a, std::int64_t b);
 
 } // namespace vantorel

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -28,7 +29,9 @@ struct StemAndExtension {
     bool operator==(const StemAndExtension&) const = default;
 };
 
-/// Splits a file's recorded name, given the name of the file that is really there.
+/// Splits a file's recorded name, given the name of the file that is really there. An extension is what
+/// stands behind the last dot, unless nothing stands before that dot or a space or slash behind it ("Mr.
+/// Smith").
 StemAndExtension split(std::string_view recordedName, std::string_view diskName);
 /// The extension under which a companion file is saved (from its name on disk): lower case and cleaned,
 /// ".dat" appended where its type is not known and `addedDat` set.
@@ -70,6 +73,8 @@ public:
 private:
     std::unordered_set<std::string> used_;
     std::unordered_map<std::string, std::int64_t> next_;
+    std::unordered_map<std::string, std::int64_t>
+        sidecarsTakenBelow_; ///< By the key of a stem: all smaller numbers have their sidecar taken.
 };
 
 } // namespace vantorel

@@ -4,6 +4,7 @@
 #include "export/ExportOptions.h"
 #include "export/ExportPlan.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <expected>
 #include <memory>
@@ -26,6 +27,10 @@ inline constexpr std::string_view readMe = "READ ME.txt";
 inline constexpr std::string_view incompleteSuffix = " (incomplete)";
 inline constexpr std::string_view notUsedSuffix = " (not used)";
 inline constexpr std::int64_t version = 1;
+/// What is read of the files above, at most: nearly a million chosen albums, and some three million items.
+/// A larger file is none of ours.
+inline constexpr std::size_t mostStateBytes = std::size_t{16} << 20U;
+inline constexpr std::size_t mostJournalBytes = std::size_t{1} << 30U;
 } // namespace bookkeeping
 
 /// state.json
@@ -59,7 +64,9 @@ std::string stateText(const ExportState& state);
 std::optional<ExportState> parseState(std::string_view text);
 /// One line with its line feed.
 std::string journalLine(const JournalEntry& entry);
-/// Every intact line; a torn last line and lines that do not fit are left out. A later line for a key wins.
+/// Every intact line, in order; a torn last line and lines that do not fit are left out. A later line for a
+/// key takes the place of the earlier. Whoever appends to a journal that does not end with a line feed ends
+/// its last line first.
 std::vector<JournalEntry> parseJournal(std::string_view text);
 
 /// A folder of an earlier export that did not finish.
