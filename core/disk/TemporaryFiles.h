@@ -9,12 +9,13 @@
 namespace vantorel {
 
 /// The program's own temporary place: "vantorel-<uid>/run-<uuid>" in the user's temporary folder (macOS) or
-/// in $TMPDIR, else /var/tmp (Linux; /tmp may be memory), mode 0700, with a lock file that this process
-/// holds. A folder whose lock is free belongs to a run that is gone, and is stale; age never decides, since
-/// another run may be alive.
+/// in $TMPDIR, else /var/tmp (Linux; /tmp may be memory), mode 0700, with a lock file beside it that this
+/// process holds. A folder whose lock is free belongs to a run that is gone, and is stale; age never decides,
+/// since another run may be alive.
 class TemporaryFiles {
 public:
-    /// Creates the run's folder. `base` replaces the system's place (tests). On failure the errno value.
+    /// Creates the run's folder. `base` replaces the system's place (tests). On failure the errno value;
+    /// EPERM when something stands in its place that is not a folder of this user's alone.
     static CallResult<std::shared_ptr<TemporaryFiles>> create(
         std::shared_ptr<const SystemCalls> calls, const DiskPath& base = {});
     /// Removes the run's folder with all that is in it.
@@ -38,5 +39,8 @@ private:
     DiskPath folder_;
     std::unique_ptr<Lock> lock_;
 };
+
+/// Where the system wants a user's temporary files.
+DiskPath systemTemporaryPlace();
 
 } // namespace vantorel
