@@ -1,0 +1,25 @@
+#pragma once
+
+#include <functional>
+#include <string>
+#include <vector>
+
+#include <sys/types.h>
+
+namespace vantorel {
+
+struct Ran {
+    int status = 0; ///< Exit status; 128 + signal for one that a signal ended.
+    std::string output{};
+    std::string errors{};
+};
+
+/// Runs the real `vantorel`. `whileRunning` gets the process before it is waited for. Standard error is a
+/// file, so no progress is drawn.
+Ran runVantorel(
+    const std::vector<std::string>& arguments, const std::function<void(pid_t)>& whileRunning = {});
+/// Any other program, looked for in PATH.
+Ran runTool(const std::vector<std::string>& command);
+bool hasTool(const std::string& name);
+
+} // namespace vantorel
