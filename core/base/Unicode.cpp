@@ -3,15 +3,18 @@
 #include "base/Text.h"
 #include "base/Utf8.h"
 
-#include <unicode/brkiter.h>
-#include <unicode/bytestream.h>
-#include <unicode/casemap.h>
-#include <unicode/normalizer2.h>
+// The C interface: it is the one that the ICU of macOS has too, where UTF-16 units would be plain numbers
+// otherwise.
+#define UCHAR_TYPE char16_t
+#include <unicode/ubrk.h>
 #include <unicode/uchar.h>
+#include <unicode/unorm2.h>
+#include <unicode/ustring.h>
 #include <unicode/utext.h>
 
 #include <algorithm>
-#include <cstdlib>
+#include <array>
+#include <cstdint>
 #include <memory>
 #include <new>
 
@@ -33,77 +36,119 @@ void check(UErrorCode status)
     }
 }
 
-icu::StringPiece piece(std::string_view text)
+std::u16string wide(std::string_view validUtf8)
 {
-    return {text.data(), static_cast<std::int32_t>(text.size())};
+    std::u16string text;
+    text.reserve(validUtf8.size());
+    for (std::size_t at = 0; at < validUtf8.size();) {
+        const Utf8Step step = utf8Step(validUtf8, at);
+        if (step.scalar >= 0x10000) {
+            text += static_cast<char16_t>(0xD800 + ((step.scalar - 0x10000) >> 10U));
+            text += static_cast<char16_t>(0xDC00 + ((step.scalar - 0x10000) & 0x3FFU));
+        } else {
+            text += static_cast<char16_t>(step.scalar);
+        }
+        at += step.length;
+    }
+    return text;
 }
 
-std::string normalized(const icu::Normalizer2& form, std::string_view text)
+std::string narrow(std::u16string_view text)
 {
-    UErrorCode status = U_ZERO_ERROR;
     std::string result;
-    icu::StringByteSink<std::string> sink(&result);
-    form.normalizeUTF8(0, piece(text), sink, nullptr, status);
-    check(status);
+    result.reserve(text.size());
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        char32_t scalar = text[i];
+        if (scalar >= 0xD800 && scalar < 0xDC00 && i + 1 < text.size()) {
+            scalar = 0x10000 + ((scalar - 0xD800) << 10U) + (static_cast<char32_t>(text[++i]) - 0xDC00);
+        }
+        appendScalar(result, scalar);
+    }
     return result;
 }
 
-const icu::Normalizer2& nfc()
+/// Calls an ICU function that fills a buffer and tells the length it needs, with a buffer that is long
+/// enough.
+template <typename Fill>
+std::u16string filled(std::size_t likelyLength, Fill fill)
 {
-    UErrorCode status = U_ZERO_ERROR;
-    const auto* form = icu::Normalizer2::getNFCInstance(status);
-    check(status);
-    return *form;
+    std::u16string buffer(likelyLength + 8, u'\0');
+    while (true) {
+        UErrorCode status = U_ZERO_ERROR;
+        const std::int32_t length = fill(buffer.data(), static_cast<std::int32_t>(buffer.size()), &status);
+        if (status == U_BUFFER_OVERFLOW_ERROR) {
+            buffer.resize(static_cast<std::size_t>(length) + 1);
+            continue;
+        }
+        check(status);
+        buffer.resize(static_cast<std::size_t>(length));
+        return buffer;
+    }
 }
 
-const icu::Normalizer2& nfd()
+std::int32_t lengthOf(const std::u16string& text) { return static_cast<std::int32_t>(text.size()); }
+
+std::u16string normalized(const UNormalizer2* form, const std::u16string& text)
 {
-    UErrorCode status = U_ZERO_ERROR;
-    const auto* form = icu::Normalizer2::getNFDInstance(status);
-    check(status);
-    return *form;
+    return filled(text.size() * 2, [&](char16_t* out, std::int32_t size, UErrorCode* status) {
+        return unorm2_normalize(form, text.data(), lengthOf(text), out, size, status);
+    });
 }
 
-std::string caseFolded(std::string_view text)
+using FormGetter = const UNormalizer2* (*)(UErrorCode*);
+
+const UNormalizer2* form(FormGetter getter)
 {
     UErrorCode status = U_ZERO_ERROR;
-    std::string result;
-    icu::StringByteSink<std::string> sink(&result);
-    icu::CaseMap::utf8Fold(0, piece(text), sink, nullptr, status);
+    const UNormalizer2* found = getter(&status);
     check(status);
-    return result;
+    return found;
+}
+
+const UNormalizer2* nfc() { return form(&unorm2_getNFCInstance); }
+const UNormalizer2* nfd() { return form(&unorm2_getNFDInstance); }
+
+std::u16string caseFolded(const std::u16string& text)
+{
+    return filled(text.size() * 2, [&](char16_t* out, std::int32_t size, UErrorCode* status) {
+        return u_strFoldCase(out, size, text.data(), lengthOf(text), U_FOLD_CASE_DEFAULT, status);
+    });
 }
 
 /// Full-width and half-width forms become what they are forms of; nothing else changes.
-std::string widthFolded(std::string_view text)
+std::u16string widthFolded(const std::u16string& text)
 {
-    UErrorCode status = U_ZERO_ERROR;
-    const auto* compatibility = icu::Normalizer2::getNFKCInstance(status);
-    check(status);
-    return mapScalars(text, [&](char32_t scalar, std::string& out) {
-        const auto code = static_cast<UChar32>(scalar);
-        const auto type = u_getIntPropertyValue(code, UCHAR_DECOMPOSITION_TYPE);
-        icu::UnicodeString mapping;
-        if ((type == U_DT_WIDE || type == U_DT_NARROW) && compatibility->getRawDecomposition(code, mapping)) {
-            std::string ordinary;
-            mapping.toUTF8String(ordinary);
-            out += ordinary;
+    const UNormalizer2* compatibility = form(&unorm2_getNFKCInstance);
+    std::u16string result;
+    result.reserve(text.size());
+    for (const char16_t unit : text) {
+        // All of these forms lie in the first plane.
+        const auto type = u_getIntPropertyValue(unit, UCHAR_DECOMPOSITION_TYPE);
+        std::array<char16_t, 32> mapping{};
+        UErrorCode status = U_ZERO_ERROR;
+        const std::int32_t length = type == U_DT_WIDE || type == U_DT_NARROW
+            ? unorm2_getRawDecomposition(
+                  compatibility, unit, mapping.data(), static_cast<std::int32_t>(mapping.size()), &status)
+            : -1;
+        if (length > 0 && U_SUCCESS(status)) {
+            result.append(mapping.data(), static_cast<std::size_t>(length));
         } else {
-            appendScalar(out, scalar);
+            result += unit;
         }
-    });
+    }
+    return result;
 }
 
 } // namespace
 
 std::string composed(std::string_view text)
 {
-    return isAscii(text) ? std::string(text) : normalized(nfc(), repairedUtf8(text));
+    return isAscii(text) ? std::string(text) : narrow(normalized(nfc(), wide(text)));
 }
 
 std::string decomposed(std::string_view text)
 {
-    return isAscii(text) ? std::string(text) : normalized(nfd(), repairedUtf8(text));
+    return isAscii(text) ? std::string(text) : narrow(normalized(nfd(), wide(text)));
 }
 
 std::string caseFoldedComposed(std::string_view text)
@@ -111,7 +156,7 @@ std::string caseFoldedComposed(std::string_view text)
     if (isAscii(text)) {
         return lowerAscii(text);
     }
-    return normalized(nfc(), caseFolded(normalized(nfd(), repairedUtf8(text))));
+    return narrow(normalized(nfc(), caseFolded(normalized(nfd(), wide(text)))));
 }
 
 std::string upperCase(std::string_view text)
@@ -119,13 +164,10 @@ std::string upperCase(std::string_view text)
     if (isAscii(text)) {
         return upperAscii(text);
     }
-    UErrorCode status = U_ZERO_ERROR;
-    const std::string valid = repairedUtf8(text);
-    std::string result;
-    icu::StringByteSink<std::string> sink(&result);
-    icu::CaseMap::utf8ToUpper("", 0, piece(valid), sink, nullptr, status);
-    check(status);
-    return result;
+    const std::u16string source = wide(text);
+    return narrow(filled(source.size() * 2, [&](char16_t* out, std::int32_t size, UErrorCode* status) {
+        return u_strToUpper(out, size, source.data(), lengthOf(source), "", status);
+    }));
 }
 
 std::string caseAndWidthFolded(std::string_view text)
@@ -133,7 +175,7 @@ std::string caseAndWidthFolded(std::string_view text)
     if (isAscii(text)) {
         return lowerAscii(text);
     }
-    return decomposed(caseFolded(widthFolded(decomposed(text))));
+    return narrow(normalized(nfd(), caseFolded(widthFolded(normalized(nfd(), wide(text))))));
 }
 
 std::string mapScalars(
@@ -183,17 +225,17 @@ std::string_view prefixOfWholeCharacters(std::string_view text, std::size_t byte
         return text.substr(0, bytes);
     }
     UErrorCode status = U_ZERO_ERROR;
-    const std::unique_ptr<icu::BreakIterator> characters(
-        icu::BreakIterator::createCharacterInstance(icu::Locale::getRoot(), status));
+    const std::unique_ptr<UBreakIterator, decltype(&ubrk_close)> characters(
+        ubrk_open(UBRK_CHARACTER, "", nullptr, 0, &status), &ubrk_close);
     check(status);
-    UText* source = utext_openUTF8(nullptr, text.data(), static_cast<std::int64_t>(text.size()), &status);
+    const std::unique_ptr<UText, decltype(&utext_close)> source(
+        utext_openUTF8(nullptr, text.data(), static_cast<std::int64_t>(text.size()), &status), &utext_close);
     check(status);
-    characters->setText(source, status);
-    const std::int32_t end = characters->isBoundary(static_cast<std::int32_t>(bytes))
-        ? static_cast<std::int32_t>(bytes)
-        : characters->preceding(static_cast<std::int32_t>(bytes));
-    utext_close(source);
+    ubrk_setUText(characters.get(), source.get(), &status);
     check(status);
+    const auto limit = static_cast<std::int32_t>(bytes);
+    const std::int32_t end =
+        ubrk_isBoundary(characters.get(), limit) ? limit : ubrk_preceding(characters.get(), limit);
     return text.substr(0, end > 0 ? static_cast<std::size_t>(end) : 0);
 }
 
