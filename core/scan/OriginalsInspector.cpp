@@ -1,0 +1,126 @@
+#include "scan/OriginalsInspector.h"
+
+#include "base/Text.h"
+#include "scan/FolderIndex.h"
+#include "scan/OriginalsFolder.h"
+#include "scan/OriginalsLedger.h"
+#include "scan/OriginalsWalk.h"
+#include "scan/ReferencedFiles.h"
+#include "scan/SmallerCopies.h"
+
+#include <algorithm>
+#include <utility>
+#include <vector>
+
+namespace vantorel {
+
+namespace {
+
+using Status = OriginalEntry::Status;
+using Reason = OriginalEntry::MissingReason;
+
+/// One folder of smaller copies.
+struct CopyFolder {
+    std::string path{};
+    FolderIndex index;
+    bool isUnreadable = false;
+    bool isDenied = false;
+};
+
+/// The three folders in which copies of assets lie whose identifiers begin with the letter.
+std::vector<CopyFolder> copyFolders(const std::string& letter, OriginalsWalk& walk, OriginalsLedger& ledger)
+{
+    std::vector<CopyFolder> folders;
+    for (const std::string_view parent : SmallerCopies::folders) {
+        std::string path = pathIn(parent, letter);
+        Looked looked = walk.look(path);
+        if (looked.isMissing() && lowerAscii(letter) != letter) {
+            path = pathIn(parent, lowerAscii(letter));
+            looked = walk.look(path);
+        }
+        ledger.note(path, looked);
+        folders.push_back({.path = std::move(path),
+            .index = FolderIndex(std::move(looked.list.entries)),
+            .isUnreadable = looked.isUnreadable(),
+            .isDenied = looked.isDenied()});
+    }
+    return folders;
+}
+
+/// No copy was seen, in folders that were perhaps not seen whole: then nobody knows that there is none.
+void settleWithoutCopy(OriginalEntry& entry, const std::vector<CopyFolder>& folders)
+{
+    if (entry.reason != Reason::notFound) {
+        return;
+    }
+    if (std::ranges::any_of(folders, &CopyFolder::isUnreadable)) {
+        entry.status = Status::unchecked;
+        entry.reason = Reason::folderUnreadable;
+    } else if (std::ranges::any_of(folders, &CopyFolder::isDenied)) {
+        entry.reason = Reason::accessDenied;
+    }
+}
+
+void findCopy(
+    OriginalsLedger::WithoutOriginal& without, const std::vector<CopyFolder>& folders, OriginalEntry& entry)
+{
+    const Asset& asset = *without.asset;
+    SmallerCopies::Choice choice(asset.kind);
+    for (const CopyFolder& folder : folders) {
+        for (const FS::Entry* copy : folder.index.withIdentifier(asset.uuid)) {
+            choice.consider(folder.path, *copy);
+        }
+    }
+    if (!choice.best()) {
+        settleWithoutCopy(entry, folders);
+        return;
+    }
+    const bool wasNotSeen = entry.reason == Reason::accessDenied || entry.reason == Reason::folderUnreadable;
+    if (wasNotSeen && asset.isOnlyInCloud) {
+        entry.reason = Reason::onlyInCloud;
+    }
+    entry.status = Status::derivativeOnly;
+    entry.isStillOfVideo = asset.kind == Asset::Kind::video && !choice.best()->isVideo;
+    entry.partnerMissing = lacksPartner(asset, without.companions);
+    entry.file = ResolvedFile{.path = choice.best()->path,
+        .size = choice.best()->size,
+        .companions = std::move(without.companions)};
+}
+
+/// Looks for smaller copies of what was not found, in the folders that are needed for it, each listed once.
+void checkSmallerCopies(OriginalsWalk& walk, OriginalsLedger& ledger)
+{
+    for (auto& [letter, assets] : ledger.withoutOriginal()) {
+        std::vector<CopyFolder> folders;
+        if (!letter.empty()) {
+            folders = copyFolders(letter, walk, ledger);
+        }
+        if (walk.stopped()) {
+            return;
+        }
+        for (OriginalsLedger::WithoutOriginal& without : assets) {
+            findCopy(without, folders, ledger.entryOf(*without.asset));
+            ledger.countChecked();
+        }
+    }
+}
+
+} // namespace
+
+OriginalsReport OriginalsInspector::inspect(const LibrarySnapshot& snapshot, const SharedCancelToken& cancel,
+    const ScanProgressCallback& progress) const
+{
+    OriginalsLedger ledger(snapshot, progress);
+    OriginalsWalk walk(services_,
+        {.base = snapshot.libraryURL,
+            .limit = stallTimeout,
+            .cancel = cancel,
+            .beforeListing = beforeListing,
+            .onSilence = [&ledger](bool waiting) { ledger.tell(waiting); }});
+    OriginalsFolder(walk, ledger).check(snapshot.assets);
+    ReferencedFiles(walk, ledger).check(snapshot.assets);
+    checkSmallerCopies(walk, ledger);
+    return std::move(ledger).finished(walk.stopped().has_value());
+}
+
+} // namespace vantorel
