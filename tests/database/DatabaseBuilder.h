@@ -21,6 +21,7 @@ public:
         check(sqlite3_open(file.c_str(), &db_));
         sqlite3_db_config(db_, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, static_cast<int*>(nullptr));
         sqlite3_db_config(db_, SQLITE_DBCONFIG_DEFENSIVE, 0, static_cast<int*>(nullptr));
+        run("PRAGMA synchronous = OFF"); // a test has no power to lose
         if (journal == Journal::log) {
             run("PRAGMA journal_mode = WAL; PRAGMA wal_autocheckpoint = 0");
         }
