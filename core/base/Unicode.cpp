@@ -233,6 +233,10 @@ std::string_view prefixOfWholeCharacters(std::string_view text, std::size_t byte
     check(status);
     ubrk_setUText(characters.get(), source.get(), &status);
     check(status);
+    // Asked about a place inside a character's bytes, the iterator steps over the character before it too.
+    while (bytes > 0 && (static_cast<unsigned char>(text[bytes]) & 0xC0U) == 0x80U) {
+        --bytes;
+    }
     const auto limit = static_cast<std::int32_t>(bytes);
     const std::int32_t end =
         ubrk_isBoundary(characters.get(), limit) ? limit : ubrk_preceding(characters.get(), limit);

@@ -134,6 +134,8 @@ TEST(Unicode, cutsBetweenWholeCharacters)
                   5),
         "e\xCC\x81");
     EXPECT_EQ(prefixOfWholeCharacters("\xC3\xA9", 1), "");
+    EXPECT_EQ(
+        prefixOfWholeCharacters("abc\xC3\xA9", 4), "abc"); // a limit inside a character takes only that one
     EXPECT_EQ(prefixOfWholeCharacters("abc", 2), "ab");
     EXPECT_TRUE(isUnassigned(0xFFFF));
     EXPECT_TRUE(isUnassigned(0xFDD0));
