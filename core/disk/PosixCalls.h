@@ -39,12 +39,6 @@ public:
     CallResult<void> mayWrite(const DiskPath& folder) const override;
     CallResult<void> tryLock(int fd) const override;
     CallResult<std::string> systemText(const DiskPath& path) const override;
-
-protected:
-    /// Walks the components one by one, each opened with links refused. For systems and file systems without
-    /// a call that does it at once; a folder that is moved meanwhile is still beneath the one it was opened
-    /// in.
-    CallResult<int> openBeneathStepByStep(int root, const DiskPath& relative, int flags, mode_t mode) const;
 };
 
 /// Repeats a call that a signal interrupted; otherwise its result, or errno as it left it for -1.
@@ -81,6 +75,11 @@ int badComponent(const std::string& name);
 /// 0 for a path that stays beneath its folder by its own words: EXDEV for an absolute one and "..", EINVAL
 /// for an empty component or a NUL.
 int badRelativePath(const DiskPath& relative);
+
+/// `SystemCalls::openBeneath` by walking the components one by one, each opened with links refused. For
+/// systems and file systems without a call that does it at once; a folder that is moved meanwhile still lies
+/// beneath the one that it was opened in.
+CallResult<int> openBeneathStepByStep(int root, const DiskPath& relative, int flags, mode_t mode);
 
 // Each system defines these.
 

@@ -174,8 +174,7 @@ CallResult<int> PosixCalls::openAt(int folder, const std::string& name, int flag
     return openAnyway(folder, name.c_str(), flags | O_NOFOLLOW, mode);
 }
 
-CallResult<int> PosixCalls::openBeneathStepByStep(
-    int root, const DiskPath& relative, int flags, mode_t mode) const
+CallResult<int> openBeneathStepByStep(int root, const DiskPath& relative, int flags, mode_t mode)
 {
     if (const int code = badRelativePath(relative); code != 0) {
         return std::unexpected(code);
