@@ -1,0 +1,74 @@
+#include "database/ReadContext.h"
+
+#include "base/Text.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace vantorel {
+
+void recordTable(ReadContext& context, const std::map<std::string, std::int64_t>& highestIDs,
+    const std::string& table, std::string_view purpose, bool gaveError)
+{
+    const TableCount count = context.counts[table];
+    std::optional<std::int64_t> highest;
+    // A key counter below a row that is there is wrong (the key table is older than the rows), so it says
+    // nothing.
+    if (const auto known = highestIDs.find(table);
+        known != highestIDs.end() && known->second >= count.greatestKey) {
+        highest = known->second;
+    }
+    if (gaveError) {
+        context.unreadable.push_back(table);
+    }
+    const bool lacksRows = context.checks == SchemaChecks::lenient && highest && *highest > count.rowsRead;
+    if (!gaveError && !lacksRows) {
+        return;
+    }
+    context.losses.push_back({.table = table,
+        .purpose = std::string(purpose),
+        .rowsRead = count.rowsRead,
+        .highestKnownID = highest,
+        .unreadable = gaveError && count.rowsRead == 0});
+}
+
+std::vector<DamageReport::Loss> lossesOf(const ReadContext& context)
+{
+    using Kind = DamageReport::Loss::Kind;
+    std::vector<DamageReport::Loss> losses;
+    const auto add = [&](Kind kind, std::int64_t count) {
+        if (count > 0) {
+            losses.push_back(makeLoss(kind, count));
+        }
+    };
+    add(Kind::albumEntriesWithoutPhoto, context.albumEntriesWithoutPhoto);
+    add(Kind::photosWithoutDetails, context.photosWithoutDetails);
+    add(Kind::keywordLinksWithoutKeyword, context.keywordLinksWithoutKeyword);
+    add(Kind::facesWithoutPerson, context.facesWithoutPerson);
+    add(Kind::facesWithoutPhoto, context.facesWithoutPhoto);
+    add(Kind::albumsWithoutParent, context.albumsWithoutParent);
+    add(Kind::invalidPaths, context.droppedImpossiblePath);
+    add(Kind::captionsLost, context.captionsLost);
+    for (const LostLinks links : context.linksLost) {
+        losses.push_back(makeLinksLost(links));
+    }
+    add(Kind::albumsWithoutKind, context.albumsWithoutKind);
+    return losses;
+}
+
+std::vector<std::string> notesOf(const ReadContext& context)
+{
+    std::vector<std::string> notes;
+    if (context.droppedDamaged > 0) {
+        notes.push_back(grouped(context.droppedDamaged)
+            + " damaged photo rows had no usable id or file location and were left out.");
+    }
+    if (context.itemsWithRejectedDate > 0) {
+        notes.push_back(grouped(context.itemsWithRejectedDate)
+            + " items have a date in the library that cannot be right, so they are treated as having no "
+              "date.");
+    }
+    return notes;
+}
+
+} // namespace vantorel
