@@ -61,9 +61,6 @@ std::size_t diskDepth(const Components& components)
     const auto begins = [&](std::initializer_list<std::string_view> names) {
         return components.size() > names.size() && std::equal(names.begin(), names.end(), components.begin());
     };
-    if (begins({"System", "Volumes", "Data"})) {
-        return 3;
-    }
     if (begins({"run", "media"})) {
         return 4;
     }
@@ -71,6 +68,16 @@ std::size_t diskDepth(const Components& components)
         return 3;
     }
     return begins({"Volumes"}) || begins({"mnt"}) ? 2 : 0;
+}
+
+/// Folders in system folders that a user's own files are in.
+bool isTemporaryPlace(const Components& components)
+{
+    static const std::array<Components, 4> places{
+        {{"var", "tmp"}, {"private", "tmp"}, {"private", "var", "tmp"}, {"private", "var", "folders"}}};
+    return std::ranges::any_of(places, [&](const Components& place) {
+        return components.size() > place.size() && std::equal(place.begin(), place.end(), components.begin());
+    });
 }
 
 /// Application data of a user, on whatever disk.
@@ -84,6 +91,17 @@ bool isInUsersLibrary(const Components& components)
     return false;
 }
 
+/// macOS shows the user's half of the start-up disk under a second path.
+Components onStartUpDisk(Components components)
+{
+    const Components secondPath{"System", "Volumes", "Data"};
+    if (components.size() > secondPath.size()
+        && std::equal(secondPath.begin(), secondPath.end(), components.begin())) {
+        components.erase(components.begin(), components.begin() + std::ssize(secondPath));
+    }
+    return components;
+}
+
 bool isSystemPlace(const Components& components)
 {
     const std::size_t depth = diskDepth(components);
@@ -91,13 +109,10 @@ bool isSystemPlace(const Components& components)
         return true; // the disk itself
     }
     const std::string top = lowerAscii(components[depth]);
-    const std::size_t behindTop = components.size() - depth;
     if (depth > 0) {
         return isOneOf(systemFoldersOfDisks, top);
     }
-    // Linux keeps a temporary folder for everybody there.
-    const bool isTemporary = top == "var" && behindTop > 1 && components[1] == "tmp";
-    return isOneOf(systemFolders, top) && !isTemporary;
+    return isOneOf(systemFolders, top) && !isTemporaryPlace(components);
 }
 
 /// A mount of a real disk as a whole.
@@ -121,7 +136,7 @@ std::optional<std::string> readable(std::string_view path)
         return std::nullopt;
     }
     const Components components = componentsOf(path);
-    if (components.empty() || isSystemPlace(components) || isInUsersLibrary(components)) {
+    if (components.empty() || isSystemPlace(onStartUpDisk(components)) || isInUsersLibrary(components)) {
         return std::nullopt;
     }
     for (const std::string_view component : components) {
