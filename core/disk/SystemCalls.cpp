@@ -341,8 +341,15 @@ CallResult<void> PosixCalls::removeFolderAt(int folder, const std::string& name)
 
 CallResult<void> PosixCalls::setModified(int fd, Nanoseconds modified) const
 {
+    // Not UTIME_OMIT for the access time: file systems built on older FUSE libraries then set neither time
+    // and report success.
+    struct stat status{};
+    const auto looked = repeatedPlain([&] { return ::fstat(fd, &status); });
+    if (!looked) {
+        return looked;
+    }
     const auto seconds = std::chrono::floor<std::chrono::seconds>(modified);
-    const std::array<timespec, 2> times{timespec{.tv_sec = 0, .tv_nsec = UTIME_OMIT},
+    const std::array<timespec, 2> times{accessedOf(status),
         timespec{.tv_sec = static_cast<time_t>(seconds.time_since_epoch().count()),
             .tv_nsec = static_cast<long>((modified - seconds).count())}};
     return repeatedPlain([&] { return ::futimens(fd, times.data()); });

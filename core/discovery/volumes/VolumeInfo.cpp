@@ -100,13 +100,16 @@ std::optional<VolumeInfo> VolumeInspector::info(const DiskPath& path) const
         return std::nullopt;
     }
     const VolumeFacts facts = volumeFacts(*calls_, path, *fileSystem);
+    // Where the type name hides the format it hid this, too: these two store no owners.
+    const bool storesNoOwners =
+        facts.fileSystem == VolumeInfo::FileSystem::exfat || facts.fileSystem == VolumeInfo::FileSystem::fat;
     return VolumeInfo{
         .mountPoint = fileSystem->mountPoint,
         .name = facts.name.empty() ? nameOfPlace(fileSystem->mountPoint) : facts.name,
         .fileSystem = facts.fileSystem.value_or(fileSystemKind(fileSystem->typeName)),
         .rawFileSystemName = fileSystem->typeName,
         .isReadOnly = fileSystem->isReadOnly,
-        .ignoresOwnership = fileSystem->ignoresOwnership,
+        .ignoresOwnership = fileSystem->ignoresOwnership || storesNoOwners,
         .isEncrypted = facts.isEncrypted,
         .isLocal = fileSystem->isLocal,
         .isRemovable = facts.isRemovable,
