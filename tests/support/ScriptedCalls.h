@@ -29,7 +29,7 @@ namespace vantorel {
 /// of names in open folders too (as they were opened; a rename does not change it).
 ///
 /// Thread-safe.
-class ScriptedCalls final : public SystemCalls {
+class ScriptedCalls : public SystemCalls {
 public:
     using Rule = FaultScript::Rule;
     using Call = FaultScript::Call;
