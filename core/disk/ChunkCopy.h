@@ -38,7 +38,8 @@ struct Failure {
     bool operator==(const Failure&) const = default;
 };
 
-/// Present when damaged regions are to be skipped rather than fail the copy.
+/// Present when damaged regions are to be skipped rather than fail the copy. A look that is not given answers
+/// yes. Both are called on the copying thread, which alone writes here.
 struct KeepGoing {
     std::function<bool()>
         quickLook{}; ///< Asked at every read problem after the first: go on saving what is readable?

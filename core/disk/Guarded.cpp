@@ -76,7 +76,7 @@ bool waitGuarded(const Clock& clock, const Patience& patience, Signal& done, Hea
     } catch (...) {
         // The caller's own check or notice threw: nobody waits for the worker any longer.
         heartbeat.giveUp();
-        abandoned = true;
+        noteAbandonedThread();
         throw;
     }
     if (!finished) {
@@ -85,11 +85,13 @@ bool waitGuarded(const Clock& clock, const Patience& patience, Signal& done, Hea
         finished = done.tryAcquire();
     }
     if (!finished) {
-        abandoned = true;
+        noteAbandonedThread();
     }
     notice.show(false);
     return finished;
 }
+
+void noteAbandonedThread() { abandoned = true; }
 
 bool startWorker(std::function<void()> body)
 {

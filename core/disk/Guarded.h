@@ -68,6 +68,8 @@ struct GuardedBox {
 /// Waits in slices until `done` is signalled (true) or the work is given up (false; the heartbeat is told).
 bool waitGuarded(const Clock& clock, const Patience& patience, Signal& done, Heartbeat& heartbeat);
 bool startWorker(std::function<void()> body);
+/// For whoever leaves a hanging thread behind without a guarded run.
+void noteAbandonedThread();
 
 } // namespace detail
 

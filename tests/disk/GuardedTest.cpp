@@ -196,9 +196,7 @@ TEST_F(GuardedRun, lateResultIsDropped)
     EXPECT_TRUE(result.isStalled());
     EXPECT_TRUE(anyThreadAbandoned());
     clock_->endHangs();
-    while (detachedThreadsAlive() > 0) {
-        std::this_thread::yield();
-    }
+    ManualClock::waitForThreads();
     EXPECT_TRUE(*dropped);
 }
 

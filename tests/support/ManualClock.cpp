@@ -62,14 +62,7 @@ public:
     void endAll()
     {
         setEnding(true);
-        const auto deadline = std::chrono::steady_clock::now() + 30s;
-        while (detachedThreadsAlive() > 0) {
-            if (std::chrono::steady_clock::now() > deadline) {
-                ADD_FAILURE() << detachedThreadsAlive() << " threads go on after the end of the test";
-                return;
-            }
-            std::this_thread::sleep_for(200us);
-        }
+        ManualClock::waitForThreads();
         setEnding(false); // for a clock that several tests share
     }
 
@@ -206,6 +199,18 @@ void ManualClock::computerSleeps(Nanoseconds duration) const
 {
     const std::scoped_lock held(lock_);
     slept_ += duration;
+}
+
+void ManualClock::waitForThreads()
+{
+    const auto deadline = std::chrono::steady_clock::now() + 30s;
+    while (detachedThreadsAlive() > 0) {
+        if (std::chrono::steady_clock::now() > deadline) {
+            ADD_FAILURE() << detachedThreadsAlive() << " threads do not end";
+            return;
+        }
+        std::this_thread::sleep_for(200us);
+    }
 }
 
 void ManualClock::setEnding(bool ending) const

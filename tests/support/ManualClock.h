@@ -47,6 +47,9 @@ public:
     /// Only the continuous and the wall clock go on.
     void computerSleeps(Nanoseconds duration) const;
 
+    /// Waits until no detached thread is left: after it, what threads close and drop at their end is closed.
+    static void waitForThreads();
+
 private:
     struct Waiter;
     enum class Woken { sleepers, all };

@@ -46,10 +46,13 @@ std::uint64_t changed(std::uint64_t identifier, const Troubles& troubles)
 void flip(std::span<std::byte> bytes, std::int64_t offset, const Troubles& troubles)
 {
     for (const auto& trouble : troubles) {
-        for (auto& byte : bytes) {
-            const auto place = offset + (&byte - bytes.data());
-            if (trouble.flipped && trouble.flipped->touches({.offset = place, .length = 1})) {
-                byte = ~byte;
+        if (!trouble.flipped) {
+            continue;
+        }
+        for (std::size_t i = 0; i < bytes.size(); ++i) {
+            const auto place = offset + static_cast<std::int64_t>(i);
+            if (trouble.flipped->touches({.offset = place, .length = 1})) {
+                bytes[i] = ~bytes[i];
             }
         }
     }

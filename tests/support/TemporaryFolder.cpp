@@ -2,8 +2,8 @@
 
 #include <cerrno>
 #include <cstdlib>
+#include <cstring>
 #include <fstream>
-#include <iterator>
 #include <random>
 #include <stdexcept>
 #include <system_error>
@@ -69,11 +69,14 @@ fs::path TemporaryFolder::makeLink(const fs::path& relative, const fs::path& tar
 
 std::string TemporaryFolder::read(const fs::path& relative) const
 {
-    std::ifstream file(path_ / relative, std::ios::binary);
+    std::ifstream file(path_ / relative, std::ios::binary | std::ios::ate);
+    std::string bytes(file ? static_cast<std::size_t>(file.tellg()) : 0, '\0');
+    file.seekg(0);
+    file.read(bytes.data(), static_cast<std::streamsize>(bytes.size()));
     if (!file) {
         throw std::runtime_error("cannot read " + (path_ / relative).native());
     }
-    return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+    return bytes;
 }
 
 bool TemporaryFolder::has(const fs::path& relative) const
@@ -100,11 +103,13 @@ std::map<std::string, std::string> TemporaryFolder::tree(const fs::path& relativ
 
 std::string someBytes(std::size_t count, std::uint32_t seed)
 {
-    std::minstd_rand random(seed);
-    std::string bytes(count, '\0');
-    for (auto& byte : bytes) {
-        byte = static_cast<char>(random() % 255 + 1);
+    std::mt19937_64 random(seed);
+    std::string bytes(count + sizeof(std::uint64_t), '\0');
+    for (std::size_t i = 0; i < count; i += sizeof(std::uint64_t)) {
+        const std::uint64_t eight = random() | 0x0101010101010101;
+        std::memcpy(bytes.data() + i, &eight, sizeof eight);
     }
+    bytes.resize(count);
     return bytes;
 }
 
