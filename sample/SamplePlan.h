@@ -59,6 +59,7 @@ struct SampleItem {
     std::optional<double> longitude{};
     int width = 0; ///< Pixels of the drawn picture; 0: the plan's default.
     int height = 0;
+    bool isPortrait = false; ///< Drawn with width and height exchanged.
 };
 
 struct SampleAlbum {

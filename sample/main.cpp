@@ -1,0 +1,71 @@
+#include "sample/SampleLibrary.h"
+
+#include <CLI/CLI.hpp>
+#include <fmt/format.h>
+
+#include <cstdio>
+#include <exception>
+#include <string>
+
+namespace {
+
+/// From how many items on pictures share a few files, unless told otherwise.
+constexpr std::size_t manyItems = 5'000;
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    CLI::App app(
+        "Writes a photo library as Photos would have left it, with pictures that are drawn for it: for "
+        "trying "
+        "Vantorel, for its tests and its benchmarks. The same seed gives the same library, byte for byte.");
+    std::string folder;
+    std::size_t assets = 120;
+    std::size_t pictureWidth = 0;
+    bool noJournals = false;
+    bool noLog = false;
+    bool hardLinks = false;
+    bool noHardLinks = false;
+    vantorel::sample::WriteOptions options;
+    app.add_option("FOLDER", folder, "The library to make, \"Name.photoslibrary\"; must not be there yet")
+        ->required();
+    app.add_option("--generation", options.generation,
+           "Whose library: 5 (macOS 10.15), 6 (11), 7 (12), 8 (13), 9 (14), 10 (15), 11 (26) or 12 (27)")
+        ->check(CLI::Range(5, 12))
+        ->capture_default_str();
+    app.add_option("--assets", assets,
+           "How many photos and videos; from 40 on there is at least one of each kind, above 5,000 they are "
+           "tiny")
+        ->check(CLI::Range(std::size_t{0}, std::size_t{5'000'000}))
+        ->capture_default_str();
+    app.add_option("--seed", options.seed, "A number that the library is drawn from")->capture_default_str();
+    app.add_option("--picture-width", pictureWidth,
+           "Width of the pictures in points (height is three quarters of it)")
+        ->check(CLI::Range(std::size_t{8}, std::size_t{8'000}));
+    app.add_flag("--no-journals", noJournals, "Without the change journals in resources/journals");
+    app.add_flag("--no-log", noLog, "All changes merged into the database, no \"-wal\" file beside it");
+    auto* linked = app.add_flag("--hard-links", hardLinks,
+        "Files share a few hundred contents (as above 5,000 photos without being told)");
+    app.add_flag("--no-hard-links", noHardLinks, "Every file of its own, whatever their number")
+        ->excludes(linked);
+    CLI11_PARSE(app, argc, argv);
+
+    options.withJournals = !noJournals;
+    options.withLog = !noLog;
+    options.hardLinkedFiles = hardLinks || (assets > manyItems && !noHardLinks);
+    try {
+        vantorel::sample::SamplePlan plan = vantorel::sample::drawPlan(assets, options.seed);
+        if (pictureWidth != 0) {
+            plan.pictureWidth = static_cast<int>(pictureWidth);
+            plan.pictureHeight = static_cast<int>(pictureWidth * 3 / 4);
+        }
+        vantorel::sample::writeLibrary(plan, options, folder);
+        fmt::print("{} with {} photos and videos and {} albums and folders.\n", folder, plan.items.size(),
+            plan.albums.size());
+        return 0;
+    } catch (const std::exception& failure) {
+        fmt::print(stderr, "{}\n", failure.what());
+        return 3;
+    }
+}
