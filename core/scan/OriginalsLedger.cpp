@@ -117,7 +117,10 @@ OriginalsReport OriginalsLedger::finished(bool wasStopped) &&
 
 std::string pathIn(std::string_view folder, std::string_view name)
 {
-    return folder.empty() ? std::string(name) : std::string(folder) + "/" + std::string(name);
+    std::string path(folder);
+    path += folder.empty() || name.empty() ? "" : "/";
+    path += name;
+    return path;
 }
 
 bool lacksPartner(const Asset& asset, const std::vector<ResolvedFile>& companions)

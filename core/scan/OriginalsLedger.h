@@ -61,7 +61,7 @@ private:
     std::int64_t done_ = 0;
 };
 
-/// "folder/name"; the name alone for "".
+/// "folder/name"; one of them alone where the other is "".
 std::string pathIn(std::string_view folder, std::string_view name);
 
 /// Whether a paired file that the asset should have is not among its companions.
