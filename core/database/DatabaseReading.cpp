@@ -150,7 +150,7 @@ private:
     {
         const auto end = steps_.run(std::string(what), expected_[name],
             [all = gathered_, rows](const Worker& worker) { rows(*all, worker); });
-        recordTable(state().context, schema().highestIDs, name, what, end == DatabaseSteps::End::damaged);
+        recordTable(state().context, name, what, highestIDOf(name), end == DatabaseSteps::End::damaged);
     }
 
     void table(const std::optional<std::string>& name, std::string_view what, RowsOf rows)
@@ -158,6 +158,16 @@ private:
         if (name) {
             table(*name, what, rows);
         }
+    }
+
+    /// None where only some of a table's rows are read, so that their number tells nothing.
+    std::optional<std::int64_t> highestIDOf(const std::string& table)
+    {
+        const auto found = schema().highestIDs.find(table);
+        if (found == schema().highestIDs.end() || table == schema().resourceTable) {
+            return std::nullopt;
+        }
+        return found->second;
     }
 
     void readAssets()

@@ -76,13 +76,13 @@ void readFaceRows(ReadState& state, PersonNames& people, const DatabaseSteps::Wo
     const std::string& table = state.schema.faceTable.value();
     const ResolvedSchema::Columns& columns = worker.reader.columns(table);
     RowCounter rows(state, table, worker.rows);
-    enum Column : int { faceAsset, facePerson, hidden, inTrash };
-    const std::string items = quotedIdentifier(state.schema.faceAssetColumn.value()) + ", "
+    enum Column : int { pk, faceAsset, facePerson, hidden, inTrash };
+    const std::string items = "Z_PK, " + quotedIdentifier(state.schema.faceAssetColumn.value()) + ", "
         + quotedIdentifier(state.schema.facePersonColumn.value()) + ", "
         + selectItem("ZHIDDEN", columns, "ZHIDDEN") + ", " + selectItem("ZISINTRASH", columns, "ZISINTRASH");
     worker.reader.forEachRow(
         "SELECT " + items + " FROM " + quotedIdentifier(table), {}, [&](const SQLiteRow& row) {
-            rows.add();
+            rows.add(row.int64At(pk).value_or(0));
             const auto asset = row.int64At(faceAsset);
             const auto person = row.int64At(facePerson);
             if (!asset || row.int64At(hidden).value_or(0) != 0 || row.int64At(inTrash).value_or(0) != 0) {

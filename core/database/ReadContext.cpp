@@ -7,28 +7,26 @@
 
 namespace vantorel {
 
-void recordTable(ReadContext& context, const std::map<std::string, std::int64_t>& highestIDs,
-    const std::string& table, std::string_view purpose, bool gaveError)
+void recordTable(ReadContext& context, const std::string& table, std::string_view purpose,
+    std::optional<std::int64_t> highestID, bool gaveError)
 {
     const TableCount count = context.counts[table];
-    std::optional<std::int64_t> highest;
-    // A key counter below a row that is there is wrong (the key table is older than the rows), so it says
-    // nothing.
-    if (const auto known = highestIDs.find(table);
-        known != highestIDs.end() && known->second >= count.greatestKey) {
-        highest = known->second;
+    // A key counter below a row that is there is older than the rows, so it says nothing.
+    if (highestID && *highestID < count.greatestKey) {
+        highestID = std::nullopt;
     }
     if (gaveError) {
         context.unreadable.push_back(table);
     }
-    const bool lacksRows = context.checks == SchemaChecks::lenient && highest && *highest > count.rowsRead;
+    const bool lacksRows =
+        context.checks == SchemaChecks::lenient && highestID && *highestID > count.rowsRead;
     if (!gaveError && !lacksRows) {
         return;
     }
     context.losses.push_back({.table = table,
         .purpose = std::string(purpose),
         .rowsRead = count.rowsRead,
-        .highestKnownID = highest,
+        .highestKnownID = highestID,
         .unreadable = gaveError && count.rowsRead == 0});
 }
 

@@ -6,7 +6,9 @@
 
 #include <cstdint>
 #include <map>
+#include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace vantorel {
@@ -43,10 +45,10 @@ struct ReadContext {
 };
 
 /// Notes how a table's reading ended. An entry is made where it gave an error, and in a lenient reading where
-/// the key table knows of more rows than were read: a whole database has gaps too, which only say that
+/// `highestID` knows of more rows than were read: a whole database has gaps too, which only say that
 /// something was deleted once.
-void recordTable(ReadContext& context, const std::map<std::string, std::int64_t>& highestIDs,
-    const std::string& table, std::string_view purpose, bool gaveError);
+void recordTable(ReadContext& context, const std::string& table, std::string_view purpose,
+    std::optional<std::int64_t> highestID, bool gaveError);
 
 /// The counted losses, in the order of their kinds.
 std::vector<DamageReport::Loss> lossesOf(const ReadContext& context);
