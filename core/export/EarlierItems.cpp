@@ -1,0 +1,242 @@
+#include "export/EarlierItems.h"
+
+#include "export/SaveStages.h"
+
+#include <algorithm>
+#include <cerrno>
+
+namespace vantorel {
+
+namespace {
+
+enum class Found { matching, different, missing };
+
+bool isInBookkeeping(const std::string& path)
+{
+    return path == bookkeeping::folder || path.starts_with(std::string(bookkeeping::folder) + "/");
+}
+
+/// Whether a journal's line can be about the item: written for this plan, by a run like this one.
+bool fits(const JournalEntry& entry, const PlannedItem& item)
+{
+    const bool isAnyInBookkeeping =
+        std::ranges::any_of(entry.files, [](const JournalFile& file) { return isInBookkeeping(file.path); });
+    return entry.files.size() <= item.files.size() && !isAnyInBookkeeping && !isInBookkeeping(entry.sidecar);
+}
+
+ReportRow rowOf(const PlannedItem& item, const JournalEntry& entry)
+{
+    ReportRow row{.item = item, .sidecar = entry.sidecar};
+    for (const JournalFile& file : entry.files) {
+        row.hashes.push_back(file.sha256);
+        row.paths.push_back(file.path);
+        row.sizes.push_back(file.size);
+    }
+    return row;
+}
+
+/// The check of one item on its worker; owns all that it touches.
+struct EarlierCheck {
+    std::shared_ptr<const SavingContext> context;
+    std::size_t item = 0;
+    JournalEntry entry;
+    ItemNames planned;
+    std::string sidecarText;
+    std::shared_ptr<Heartbeat> heartbeat{};
+
+    using Result = std::expected<EarlierItems::Checked, DestinationError>;
+
+    Result operator()(const std::shared_ptr<Heartbeat>& beating)
+    {
+        heartbeat = beating;
+        const PlannedItem& plan = context->plan->items[item];
+        std::vector<Found> found;
+        for (const JournalFile& file : entry.files) {
+            const auto looked = lookedAt(file);
+            if (!looked) {
+                return std::unexpected(looked.error());
+            }
+            found.push_back(*looked);
+        }
+        EarlierItems::Checked checked{.row = rowOf(plan, entry)};
+        if (!std::ranges::all_of(found, [](Found one) { return one == Found::matching; })) {
+            return madeRoom(std::move(checked), found);
+        }
+        if (entry.files.size() == plan.files.size()) {
+            checked.state = EarlierItems::Checked::State::whole;
+            return withSidecar(std::move(checked));
+        }
+        checked.state = EarlierItems::Checked::State::partly;
+        // The fresh copies of what is there already may replace it.
+        for (const JournalFile& file : entry.files) {
+            if (isPlannedPath(file.path)) {
+                context->names->takeBack(file.path);
+            }
+        }
+        if (entry.sidecar == planned.sidecar) {
+            context->names->takeBack(entry.sidecar);
+        }
+        return checked;
+    }
+
+private:
+    bool isPlannedPath(const std::string& path) const
+    {
+        return std::ranges::find(planned.files, path) != planned.files.end();
+    }
+
+    std::expected<Found, DestinationError> lookedAt(const JournalFile& file) const
+    {
+        const auto digest = coldDigest({.root = context->root,
+            .relative = file.path,
+            .expectedSize = file.size,
+            .heartbeat = heartbeat,
+            .cancel = context->steps->cancel(),
+            .afterChunk = [this](std::int64_t bytes) { context->box->chunk(item, bytes); }});
+        if (digest) {
+            return *digest == FileDigest{.size = file.size, .sha256 = file.sha256} ? Found::matching
+                                                                                   : Found::different;
+        }
+        using Kind = ColdReadFailure::Kind;
+        if (digest.error().kind == Kind::stopped) {
+            return std::unexpected(DestinationError{.code = ECANCELED});
+        }
+        const bool isError = digest.error().kind == Kind::error;
+        if (isError && FS::kindOfFailure(digest.error().code) == FS::Kind::missing) {
+            return Found::missing;
+        }
+        const DestinationError error = destinationError(digest.error().code, *context->destinationWatch);
+        if (isError && !error.volumeIsThere) {
+            return std::unexpected(error);
+        }
+        return Found::different; // unreadable: nothing relies on it
+    }
+
+    std::unexpected<DestinationError> failed(int code) const
+    {
+        return std::unexpected(destinationError(code, *context->destinationWatch));
+    }
+
+    /// The item is saved again: its old files are kept where they would be in the way or in nobody's report.
+    /// An equal one under its planned name is replaced by the fresh copy.
+    Result madeRoom(EarlierItems::Checked checked, const std::vector<Found>& found) const
+    {
+        for (std::size_t i = 0; i < found.size(); ++i) {
+            const std::string& path = entry.files[i].path;
+            const bool isPlanned = isPlannedPath(path);
+            const bool mayStay = found[i] == Found::matching && isPlanned;
+            if (found[i] != Found::missing && !mayStay) {
+                const auto isAside = context->placer->setAside(path);
+                if (!isAside) {
+                    return failed(isAside.error());
+                }
+                checked.setAside += *isAside ? 1 : 0;
+            }
+            context->names->takeBack(path);
+        }
+        const bool sidecarIsElsewhere =
+            entry.sidecar != planned.sidecar && context->root->kind(entry.sidecar) == FS::Kind::regular;
+        if (sidecarIsElsewhere) {
+            const auto isAside = context->placer->setAside(entry.sidecar);
+            if (!isAside) {
+                return failed(isAside.error());
+            }
+            checked.setAside += *isAside ? 1 : 0;
+        }
+        context->names->takeBack(entry.sidecar);
+        checked.state = EarlierItems::Checked::State::notUsed;
+        return checked;
+    }
+
+    Result withSidecar(EarlierItems::Checked checked) const
+    {
+        const auto standing = readWhole(*context->root, entry.sidecar, sidecarText.size(), heartbeat.get());
+        if (standing && *standing == sidecarText) {
+            return checked;
+        }
+        if (standing || FS::kindOfFailure(standing.error()) != FS::Kind::missing) {
+            const auto isAside = context->placer->setAside(entry.sidecar);
+            if (!isAside) {
+                return failed(isAside.error());
+            }
+            checked.setAside += *isAside ? 1 : 0;
+        }
+        const auto fresh =
+            writeSidecar(context->root, sidecarText, context->settings.verifyCopies, heartbeat);
+        if (!fresh) {
+            return failed(fresh.error());
+        }
+        const auto placed = context->placer->placeSidecar(*fresh, entry.sidecar, heartbeat);
+        if (!placed) {
+            return failed(placed.error());
+        }
+        if (!*placed) {
+            removeTemporaries(*context->root, {fresh->temporary});
+            return failed(EINVAL); // the disk took this very name before
+        }
+        if (const auto synced = context->root->syncFolder(folderOf((*placed)->path)); !synced) {
+            return failed(synced.error());
+        }
+        if ((*placed)->path != entry.sidecar) {
+            JournalEntry moved = entry;
+            moved.sidecar = (*placed)->path;
+            if (const auto added = context->journal->add(journalLine(moved)); !added) {
+                return failed(added.error());
+            }
+        }
+        checked.row.sidecar = (*placed)->path;
+        checked.setAside += (*placed)->setAside;
+        return checked;
+    }
+};
+
+} // namespace
+
+EarlierItems::EarlierItems(
+    std::shared_ptr<const SavingContext> context, const std::vector<JournalEntry>& journal)
+    : context_(std::move(context))
+{
+    std::unordered_map<std::string_view, const JournalEntry*> byKey;
+    for (const JournalEntry& entry : journal) {
+        byKey.insert_or_assign(entry.key, &entry);
+    }
+    for (std::size_t item = 0; item < context_->plan->items.size(); ++item) {
+        const PlannedItem& planned = context_->plan->items[item];
+        const auto found = byKey.find(planned.files.front().relativePath);
+        if (found == byKey.end() || !fits(*found->second, planned)) {
+            continue;
+        }
+        for (const JournalFile& file : found->second->files) {
+            context_->names->give(file.path);
+        }
+        context_->names->give(found->second->sidecar);
+        entries_.emplace(item, *found->second);
+    }
+}
+
+ReportRow EarlierItems::recorded(std::size_t item) const
+{
+    return rowOf(context_->plan->items[item], entries_.at(item));
+}
+
+std::expected<EarlierItems::Checked, RunStop> EarlierItems::check(std::size_t item) const
+{
+    const auto done = context_->steps->run(DiskPatience::destinationWrite,
+        EarlierCheck{
+            .context = context_,
+            .item = item,
+            .entry = entries_.at(item),
+            .planned = context_->names->planned(item),
+            .sidecarText = context_->sidecars->text(item),
+        });
+    if (!done) {
+        return std::unexpected(stopOf(done.error()));
+    }
+    if (!*done) {
+        return std::unexpected(done->error().code == ECANCELED ? RunStop{.state = ExportOutcome::Cancelled{}}
+                                                               : stopOf(done->error()));
+    }
+    return **done;
+}
+
+} // namespace vantorel
