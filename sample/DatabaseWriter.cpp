@@ -3,10 +3,13 @@
 #include "sample/PlistWriter.h"
 #include "sample/Random.h"
 
+#include "base/Text.h"
+
 #include <fmt/format.h>
 #include <sqlite3.h>
 
 #include <algorithm>
+#include <array>
 #include <utility>
 
 namespace vantorel::sample {
@@ -17,6 +20,14 @@ enum Purpose : std::uint64_t { modelHashes = 401, modelCache = 402, logSalts = 4
 
 constexpr std::size_t mostItemsInLog = 200;
 constexpr std::size_t mostChangesInLog = 5;
+
+/// The whole update of a library to the next model can lie in its log.
+struct UpdatedModel {
+    std::int64_t present;
+    std::int64_t earlier;
+};
+constexpr std::array<UpdatedModel, 7> updatedModels{{{13703, 13537}, {14208, 14104}, {15502, 15323},
+    {16502, 16320}, {17600, 17401}, {18600, 18508}, {19320, 19063}}};
 
 std::string tableDefinition(const Layout::Table& table)
 {
@@ -100,12 +111,12 @@ public:
 private:
     void writeSystemRows();
     void updateHighestKeys();
-    void writeChanges();
-    /// The same rows as Photos wrote them some time earlier; the log sets them right.
-    void makeOlder();
+    /// Photos' earlier state of some rows, and the present one, which is in the log.
+    enum class State { earlier, present };
+    void setChangingRows(State state);
     void setColumn(
         const std::string& table, std::int64_t pk, const std::string& column, const std::string& sql);
-    std::int64_t trueModel() const
+    std::int64_t modelNumber() const
     {
         return content_.options.changes.modelVersion.value_or(modelVersion(content_.options.generation));
     }
@@ -129,7 +140,7 @@ void LibraryDatabase::write()
         insertMemberships(database_, content_, 0, before);
         writeSystemRows();
         if (content_.options.withLog) {
-            makeOlder();
+            setChangingRows(State::earlier);
         }
         createIndexes(database_, content_.layout);
         createTriggers(database_, content_.layout);
@@ -142,7 +153,7 @@ void LibraryDatabase::write()
             insertMemberships(database_, content_, before, count);
             updateHighestKeys();
             database_.execute("COMMIT;");
-            writeChanges();
+            setChangingRows(State::present);
         }
     }
     database_.close(content_.options.withLog);
@@ -157,7 +168,7 @@ void LibraryDatabase::writeSystemRows()
             {{"Z_ENT", entity.number}, {"Z_NAME", entity.name}, {"Z_SUPER", entity.parent}, {"Z_MAX", 0}});
     }
     RowInserter store(database_, layout, "Z_METADATA");
-    const std::string list = metadata(content_, trueModel());
+    const std::string list = metadata(content_, modelNumber());
     store.insert({{"Z_VERSION", 1}, {"Z_UUID", content_.rows.storeUuid}, {"Z_PLIST", Blob{list}}});
     RowInserter cache(database_, layout, "Z_MODELCACHE");
     Random random(mixedSeed(content_.options.seed, modelCache));
@@ -189,36 +200,26 @@ void LibraryDatabase::setColumn(
     }
 }
 
-void LibraryDatabase::makeOlder()
+void LibraryDatabase::setChangingRows(State state)
 {
+    const bool isPresent = state == State::present;
     const std::size_t count = std::min(mostChangesInLog, content_.plan.items.size());
     for (std::size_t i = 0; i < count; ++i) {
-        const bool isFavorite = content_.plan.items[i].isFavorite;
-        setColumn(
-            content_.layout.assetTable(), content_.rows.items[i].pk, "ZFAVORITE", isFavorite ? "0" : "1");
+        setColumn(content_.layout.assetTable(), content_.rows.items[i].pk, "ZFAVORITE",
+            content_.plan.items[i].isFavorite == isPresent ? "1" : "0");
     }
-    for (const AlbumRow& album : content_.rows.albums) {
-        if (album.kind == 2) {
-            setColumn(content_.layout.tableOf("GenericAlbum"), album.pk, "ZTITLE", "'Untitled Album'");
-            break;
-        }
+    const auto album = std::ranges::find(content_.rows.albums, 2, &AlbumRow::kind);
+    if (album != content_.rows.albums.end()) {
+        const std::string title = isPresent ? album->title.value_or("") : "Untitled Album";
+        setColumn(content_.layout.tableOf("GenericAlbum"), album->pk, "ZTITLE",
+            fmt::format("'{}'", escaped(title)));
     }
-}
-
-void LibraryDatabase::writeChanges()
-{
-    const std::size_t count = std::min(mostChangesInLog, content_.plan.items.size());
-    for (std::size_t i = 0; i < count; ++i) {
-        const bool isFavorite = content_.plan.items[i].isFavorite;
-        setColumn(
-            content_.layout.assetTable(), content_.rows.items[i].pk, "ZFAVORITE", isFavorite ? "1" : "0");
-    }
-    for (const AlbumRow& album : content_.rows.albums) {
-        if (album.kind == 2) {
-            setColumn(content_.layout.tableOf("GenericAlbum"), album.pk, "ZTITLE",
-                fmt::format("'{}'", escaped(album.title.value_or(""))));
-            break;
-        }
+    if (content_.layout.hasColumn("Z_METADATA", "Z_PLIST")) {
+        const std::int64_t present = modelNumber();
+        const auto* older = std::ranges::find(updatedModels, present, &UpdatedModel::present);
+        const bool hasOlder = older != updatedModels.end();
+        database_.execute(fmt::format("UPDATE Z_METADATA SET Z_PLIST = x'{}';",
+            hex(metadata(content_, isPresent || !hasOlder ? present : older->earlier))));
     }
 }
 

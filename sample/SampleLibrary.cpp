@@ -1,6 +1,7 @@
 #include "sample/SampleLibrary.h"
 
 #include "sample/DatabaseWriter.h"
+#include "sample/Journals.h"
 #include "sample/LibraryFiles.h"
 
 #include <fmt/format.h>
@@ -44,12 +45,16 @@ void writeLibrary(const SamplePlan& plan, const WriteOptions& options, const Dis
     }
     media.writeStrays();
     const DiskPath database("database/Photos.sqlite");
-    writeDatabase({.plan = plan, .options = options, .rows = rows, .layout = layout, .facts = facts},
-        folder / database);
+    const LibraryContent content{
+        .plan = plan, .options = options, .rows = rows, .layout = layout, .facts = facts};
+    writeDatabase(content, folder / database);
     files.setModified(database, libraryTime);
     if (options.withLog) {
         files.setModified("database/Photos.sqlite-wal", libraryTime);
         files.setModified("database/Photos.sqlite-shm", libraryTime);
+    }
+    if (options.withJournals) {
+        writeJournals(content, files);
     }
     files.finishFolders(libraryTime);
 }
