@@ -17,7 +17,8 @@ namespace {
 /// Error numbers of a sync that the file system does not know, other than a sync that failed.
 bool isUnknownToFileSystem(int code)
 {
-    return code == EINVAL || code == ENOTSUP || code == EOPNOTSUPP || code == ENOTTY || code == ENOSYS;
+    constexpr std::array codes{EINVAL, ENOTSUP, EOPNOTSUPP, ENOTTY, ENOSYS}; // two are one on Linux
+    return std::ranges::find(codes, code) != codes.end();
 }
 
 CallResult<void> writeAll(const SystemCalls& calls, int fd, std::string_view content)
