@@ -84,6 +84,9 @@ std::expected<PartialList, ListFailure> list(const SystemCalls& calls, const Dis
 /// The same for a folder that is open already.
 std::expected<PartialList, ListFailure> listOpen(
     const SystemCalls& calls, int folder, Heartbeat* heartbeat, ListBox& box);
+/// The same for a folder that is being read: for readers that pass names over before their status is asked.
+std::expected<PartialList, ListFailure> listInto(
+    SystemCalls::Folder& folder, Heartbeat* heartbeat, ListBox& box);
 
 } // namespace FS
 

@@ -2,6 +2,7 @@
 
 #include "base/Text.h"
 #include "scan/FolderIndex.h"
+#include "scan/OriginalNames.h"
 #include "scan/OriginalsFolder.h"
 #include "scan/OriginalsLedger.h"
 #include "scan/OriginalsWalk.h"
@@ -9,6 +10,10 @@
 #include "scan/SmallerCopies.h"
 
 #include <algorithm>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <unordered_set>
 #include <utility>
 #include <vector>
 
@@ -27,16 +32,34 @@ struct CopyFolder {
     bool isDenied = false;
 };
 
-/// The three folders in which copies of assets lie whose identifiers begin with the letter.
-std::vector<CopyFolder> copyFolders(const std::string& letter, OriginalsWalk& walk, OriginalsLedger& ledger)
+using Assets = std::vector<OriginalsLedger::WithoutOriginal>;
+
+/// Names that begin with the identifier of one of the assets. Few of a large folder's: the others are not
+/// looked at.
+OriginalsWalk::Wanted copiesOf(const Assets& assets)
 {
+    auto identifiers = std::make_shared<std::unordered_set<std::string>>();
+    for (const OriginalsLedger::WithoutOriginal& without : assets) {
+        identifiers->insert(upperAscii(without.asset->uuid));
+    }
+    return [identifiers](std::string_view name) {
+        const std::string_view identifier = OriginalNames::identifier(name);
+        return !identifier.empty() && identifiers->contains(upperAscii(identifier));
+    };
+}
+
+/// The three folders in which copies of assets lie whose identifiers begin with the letter.
+std::vector<CopyFolder> copyFolders(
+    const std::string& letter, const Assets& assets, OriginalsWalk& walk, OriginalsLedger& ledger)
+{
+    const OriginalsWalk::Wanted wanted = copiesOf(assets);
     std::vector<CopyFolder> folders;
     for (const std::string_view parent : SmallerCopies::folders) {
         std::string path = pathIn(parent, letter);
-        Looked looked = walk.look(path);
+        Looked looked = walk.look(path, wanted);
         if (looked.isMissing() && lowerAscii(letter) != letter) {
             path = pathIn(parent, lowerAscii(letter));
-            looked = walk.look(path);
+            looked = walk.look(path, wanted);
         }
         ledger.note(path, looked);
         folders.push_back({.path = std::move(path),
@@ -93,7 +116,7 @@ void checkSmallerCopies(OriginalsWalk& walk, OriginalsLedger& ledger)
     for (auto& [letter, assets] : ledger.withoutOriginal()) {
         std::vector<CopyFolder> folders;
         if (!letter.empty()) {
-            folders = copyFolders(letter, walk, ledger);
+            folders = copyFolders(letter, assets, walk, ledger);
         }
         if (walk.stopped()) {
             return;

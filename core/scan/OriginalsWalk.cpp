@@ -7,6 +7,8 @@
 #include <mutex>
 #include <utility>
 
+#include <fcntl.h>
+
 namespace vantorel {
 
 namespace {
@@ -20,6 +22,53 @@ struct Listed {
     Looked looked{};
     bool gone = false;
 };
+
+/// A folder being read of which only the wanted names come out.
+class WantedNames final : public SystemCalls::Folder {
+public:
+    WantedNames(std::unique_ptr<Folder> folder, OriginalsWalk::Wanted wanted, Heartbeat& heartbeat)
+        : folder_(std::move(folder))
+        , wanted_(std::move(wanted))
+        , heartbeat_(heartbeat)
+    {
+    }
+    CallResult<std::optional<std::string>> next() override
+    {
+        for (;;) {
+            auto name = folder_->next();
+            if (!name || !*name || wanted_(**name) || heartbeat_.gaveUp()) {
+                return name;
+            }
+            heartbeat_.beat();
+        }
+    }
+    CallResult<FileStatus> statusOf(const std::string& name) override { return folder_->statusOf(name); }
+
+private:
+    std::unique_ptr<Folder> folder_;
+    OriginalsWalk::Wanted wanted_;
+    Heartbeat& heartbeat_;
+};
+
+using Listing = std::expected<FS::PartialList, FS::ListFailure>;
+
+Listing listWanted(const Root& root, const std::string& relative, const OriginalsWalk::Wanted& wanted,
+    Heartbeat& heartbeat, FS::ListBox& box)
+{
+    if (!wanted) {
+        return root.list(relative, &heartbeat, box);
+    }
+    const auto opened = root.openFile(relative, readOnlyOpenFlags() | O_DIRECTORY);
+    if (!opened) {
+        return std::unexpected(FS::listFailureOf(opened.error()));
+    }
+    auto folder = root.calls()->openFolderOf(opened->get());
+    if (!folder) {
+        return std::unexpected(FS::listFailureOf(folder.error()));
+    }
+    WantedNames names(*std::move(folder), wanted, heartbeat);
+    return FS::listInto(names, &heartbeat, box);
+}
 
 FileLook fileLookOf(const CallResult<FileStatus>& status)
 {
@@ -121,7 +170,7 @@ auto OriginalsWalk::run(Seconds limit, Work work)
     return result;
 }
 
-Looked OriginalsWalk::look(const std::string& relative)
+Looked OriginalsWalk::look(const std::string& relative, const Wanted& wanted)
 {
     if (!stop_ && isCancelled(settings_.cancel)) {
         stop_ = Stop::cancelled;
@@ -136,27 +185,28 @@ Looked OriginalsWalk::look(const std::string& relative)
     const Seconds limit =
         stalls_ >= stallsBeforeHaste ? std::min(settings_.limit, limitInHaste) : settings_.limit;
     auto box = std::make_shared<FS::ListBox>();
-    auto outcome = run(limit, [held = held_, box, relative](const std::shared_ptr<Heartbeat>& heartbeat) {
-        Listed listed;
-        const auto watch = held->volumeWatch();
-        const auto root = held->libraryRoot();
-        auto list = root ? (*root)->list(relative, heartbeat.get(), *box)
-                         : std::unexpected(FS::listFailureOf(root.error()));
-        if (list) {
-            listed.looked.list = *std::move(list);
-        } else {
-            listed.looked.failed = list.error();
-            // Asked for a folder, some systems call a link "not a directory".
-            listed.looked.escapes = list.error().code == ELOOP
-                || (list.error().code == ENOTDIR && root && (*root)->kind(relative) == FS::Kind::special);
-        }
-        // A refused library is there; its disk cannot be asked about it either.
-        const bool isRefused = !root && FS::kindOfFailure(root.error()) == FS::Kind::denied;
-        if (!heartbeat->gaveUp() && !isRefused) {
-            listed.gone = !watch->isStillThere();
-        }
-        return listed;
-    });
+    auto outcome =
+        run(limit, [held = held_, box, relative, wanted](const std::shared_ptr<Heartbeat>& heartbeat) {
+            Listed listed;
+            const auto watch = held->volumeWatch();
+            const auto root = held->libraryRoot();
+            Listing list = root ? listWanted(**root, relative, wanted, *heartbeat, *box)
+                                : std::unexpected(FS::listFailureOf(root.error()));
+            if (list) {
+                listed.looked.list = *std::move(list);
+            } else {
+                listed.looked.failed = list.error();
+                // Asked for a folder, some systems call a link "not a directory".
+                listed.looked.escapes = list.error().code == ELOOP
+                    || (list.error().code == ENOTDIR && root && (*root)->kind(relative) == FS::Kind::special);
+            }
+            // A refused library is there; its disk cannot be asked about it either.
+            const bool isRefused = !root && FS::kindOfFailure(root.error()) == FS::Kind::denied;
+            if (!heartbeat->gaveUp() && !isRefused) {
+                listed.gone = !watch->isStillThere();
+            }
+            return listed;
+        });
 
     if (stop_) {
         return {}; // the user's stop cut it short: that says nothing about the disk

@@ -11,7 +11,9 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <unordered_map>
+#include <vector>
 
 namespace vantorel {
 
@@ -63,8 +65,13 @@ public:
 
     OriginalsWalk(CoreServices services, Settings settings);
 
-    /// Lists a folder of the library ("originals/A"). After a stop it asks nothing and gives nothing.
-    Looked look(const std::string& relative);
+    /// Chooses among the names of a folder before anything else is asked of them. Owns what it needs: a
+    /// worker may outlive the walk.
+    using Wanted = std::function<bool(std::string_view name)>;
+
+    /// Lists a folder of the library ("originals/A"), or what is wanted of it. After a stop it asks nothing
+    /// and gives nothing.
+    Looked look(const std::string& relative, const Wanted& wanted = {});
     /// Looks at one file by its absolute path, no link followed anywhere on the way. A disk that was silent
     /// twice is not asked again.
     FileLook lookAt(const std::string& path);

@@ -286,6 +286,7 @@ TEST(SmallerCopies, areListedOnlyWhereOneIsNeeded)
     EXPECT_EQ(scan.listed,
         (Lines{"originals", "originals/A", "resources/derivatives/B", "resources/derivatives/masters/B",
             "resources/renders/B"}));
+    EXPECT_EQ(scan.calls->count("status", "*/x.jpeg"), 0U) << "copies of other items are passed over";
 }
 
 TEST(UnknownFiles, areGroupedByIdentifier)
