@@ -111,17 +111,17 @@ std::string scanSummary(const LibraryScanResult& scan, ItemList list)
     fmt::format_to(out, "  {}\n", items);
 
     std::string marks;
-    const auto mark = [&](std::int64_t value, std::string_view words) {
+    const auto mark = [&](std::int64_t value, std::string_view one, std::string_view many) {
         if (value > 0) {
-            addPart(marks, fmt::format("{} {}", grouped(value), words));
+            addPart(marks, counted(value, one, many));
         }
     };
-    mark(n.favorites, "favourites");
-    mark(n.hidden, "hidden");
-    mark(n.trashed, "in Recently Deleted");
-    mark(n.smart, "smart albums");
-    mark(n.shared, "shared albums");
-    mark(n.recovered, "files without a record");
+    mark(n.favorites, "favourite", "favourites");
+    mark(n.hidden, "hidden", "hidden");
+    mark(n.trashed, "in Recently Deleted", "in Recently Deleted");
+    mark(n.smart, "smart album", "smart albums");
+    mark(n.shared, "shared album", "shared albums");
+    mark(n.recovered, "file without a record", "files without a record");
     if (!marks.empty()) {
         fmt::format_to(out, "  {}\n", marks);
     }
