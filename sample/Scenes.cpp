@@ -1,28 +1,24 @@
-#include "sample/Picture.h"
-#include "sample/Random.h"
+#include "sample/SceneParts.h"
 
-#include <cmath>
+#include <array>
 
 namespace vantorel::sample {
 
+namespace {
+
+using Scene = void (*)(Painter&);
+
+constexpr std::array<Scene, 16> scenes{paintMountains, paintSunsetAtSea, paintFlowers, paintSkylineAtNight,
+    paintBeach, paintHills, paintPeople, paintLake, paintWinter, paintLighthouse, paintForest,
+    paintSkylineByDay, paintAutumnRoad, paintDesert, paintNorthernLights, paintLights};
+
+} // namespace
+
 Picture drawnScene(std::uint64_t seed, int width, int height)
 {
-    Random random(seed);
-    const Colour zenith{static_cast<float>(random.unit()), static_cast<float>(random.unit()), 0.8F};
-    const Colour horizon{0.95F, 0.8F, static_cast<float>(random.unit())};
-    const Colour ground{0.1F, static_cast<float>(random.between(0.2, 0.5)), 0.15F};
-    const double phase = random.between(0, 6);
     Picture picture(width, height);
-    for (int y = 0; y < height; ++y) {
-        for (int x = 0; x < width; ++x) {
-            const double across = static_cast<double>(x) / width;
-            const double down = static_cast<double>(y) / height;
-            const double hill =
-                0.6 + 0.08 * std::sin(across * 5 + phase) + 0.03 * std::sin(across * 13 + phase * 2);
-            picture.at(x, y) = down < hill ? mixed(zenith, horizon, static_cast<float>(down / hill))
-                                           : scaledBy(ground, static_cast<float>(1.6 - down));
-        }
-    }
+    Painter painter(picture, mixedSeed(seed, 1));
+    scenes[mixedSeed(seed, 2) % scenes.size()](painter);
     return picture;
 }
 
