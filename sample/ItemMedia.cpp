@@ -21,6 +21,8 @@ enum Purpose : std::uint64_t { sceneSeed = 101, editSeed = 102 };
 
 /// How many different pictures a library has whose files are hard links.
 constexpr std::size_t differentPictures = 400;
+/// From one item to the next: neighbours differ, and all kinds have their turn.
+constexpr std::size_t sceneStep = 7;
 constexpr int quality = 88;
 constexpr int filmPictures = 6;
 
@@ -49,6 +51,7 @@ ItemMedia::ItemMedia(
     }
     const std::size_t drawn = options.hardLinkedFiles ? index % differentPictures : index;
     seed_ = mixedSeed(options.seed, sceneSeed, drawn);
+    kind_ = drawn * sceneStep + static_cast<std::size_t>(options.seed % sceneKinds);
     key_ =
         fmt::format("{} {} {} {} {}", drawn, item_.extension, static_cast<int>(item_.kind), width_, height_);
 }
@@ -56,7 +59,7 @@ ItemMedia::ItemMedia(
 const Picture& ItemMedia::scene()
 {
     if (!scene_) {
-        scene_ = drawnScene(seed_, width_, height_);
+        scene_ = drawnScene(kind_, seed_, width_, height_);
     }
     return *scene_;
 }

@@ -41,7 +41,8 @@ private:
     static std::string film(const Picture& first, bool isMp4, const std::string& identifier);
 
     const SampleItem& item_;
-    std::uint64_t seed_;
+    std::uint64_t seed_ = 0;
+    std::size_t kind_ = 0;
     int width_;
     int height_;
     std::string key_;

@@ -202,7 +202,7 @@ void LibraryFiles::writeStrays()
     for (std::size_t i = 0; i < plan_.strayFiles.size(); ++i) {
         const std::string& name = plan_.strayFiles[i];
         const Picture picture =
-            drawnScene(mixedSeed(options_.seed, 501, i), plan_.pictureWidth, plan_.pictureHeight);
+            drawnScene(i + 3, mixedSeed(options_.seed, 501, i), plan_.pictureWidth, plan_.pictureHeight);
         files_.write(DiskPath("originals") / name,
             name.ends_with(".png") ? pngFile(picture) : jpegFile(picture, 85), libraryTime);
     }

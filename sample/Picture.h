@@ -59,9 +59,10 @@ private:
     std::vector<Colour> points_;
 };
 
-/// A scene from a seed: a landscape, a city by night, flowers, people at the sea, ... The same seed gives the
-/// same scene in every size.
-Picture drawnScene(std::uint64_t seed, int width, int height);
+/// How many kinds of scenes there are: landscapes, towns by night, flowers, people at the sea, ...
+extern const std::size_t sceneKinds;
+/// A scene of a kind (counted around: any number will do). The same seed gives the same scene in every size.
+Picture drawnScene(std::size_t kind, std::uint64_t seed, int width, int height);
 /// What somebody made of it in the darkroom: cropped and black and white, warm, or faded.
 Picture editedPicture(const Picture& picture, std::uint64_t seed);
 /// Made smaller, so that it fits the long side.

@@ -26,7 +26,7 @@ void paintRanges(Painter& painter, const Sky& sky, float horizon, float height, 
         const float snowLine = horizon - height * (0.62F - 0.1F * near);
         painter.below(ridge, [&](float x, float y) {
             const float slope = ridge(x + 0.012F) - ridge(x - 0.012F);
-            const float face = rock.layered(x * 9 + slope * 6, y * 14, 4);
+            const float face = rock.layered(x * 9 + y * 5, y * 13 - x * 3, 4);
             const float light = 0.75F + face * 0.5F + std::clamp(slope * 9, -0.22F, 0.22F);
             const float snow = softStep(-0.04F, 0.05F, snowLine - y + (face - 0.5F) * 0.22F);
             const Colour white = mixed(Colour{0.95F, 0.96F, 1.0F}, sky.sun, 0.25F);
@@ -57,8 +57,9 @@ auto groundShade(std::uint64_t seed, Colour far, Colour near, float top)
 {
     return [noise = Noise(seed), far, near, top](float x, float y) {
         const float depth = std::clamp((y - top) / (1.02F - top), 0.0F, 1.0F);
-        const float tuft = noise.layered(x * (34 - depth * 20), y * (90 - depth * 50), 4);
-        return scaledBy(mixed(far, near, depth), 0.82F + tuft * 0.36F);
+        const float nearness = 0.22F + depth;
+        const float tuft = noise.layered((x - 0.7F) / nearness * 9, 30 / nearness, 4);
+        return scaledBy(mixed(far, near, depth), 0.80F + tuft * 0.40F);
     };
 }
 
@@ -289,9 +290,20 @@ void paintForest(Painter& painter)
     const Ridge ground(mixedSeed(painter.seed(), 7), 0.76F, 0.03F, 1.5F, 3);
     painter.below(ground,
         groundShade(mixedSeed(painter.seed(), 8), mixed(floor, light, 0.3F), scaledBy(floor, 0.6F), 0.72F));
-    painter.figure(
-        {{glowX - 0.02F, 0.76F}, {glowX + 0.03F, 0.76F}, {glowX + 0.30F, 1.0F}, {glowX - 0.22F, 1.0F}},
-        mixed(floor, Colour{0.75F, 0.66F, 0.48F}, 0.6F), 0.75F);
+    const Noise edges(mixedSeed(painter.seed(), 9));
+    const auto bend = static_cast<float>(painter.random().between(-0.25, 0.25));
+    painter.everywhere([&](float x, float y, Colour under) { // A path, with leaves at its edges.
+        if (y < ground(x)) {
+            return under;
+        }
+        const float depth = std::clamp((y - 0.74F) / 0.26F, 0.0F, 1.0F);
+        const float middle = glowX + bend * depth * depth + 0.05F * std::sin(depth * 5);
+        const float half =
+            0.015F + 0.16F * depth + (edges.layered(x * 24, y * 40, 3) - 0.5F) * (0.03F + 0.12F * depth);
+        const float share = 1 - softStep(half * 0.8F, half * 1.15F, std::abs(x - middle));
+        const Colour earth = scaledBy(mixed(floor, Colour{0.72F, 0.62F, 0.45F}, 0.75F), 1.1F - 0.35F * depth);
+        return mixed(under, scaledBy(earth, 0.85F + edges.layered(x * 50, y * 90, 2) * 0.3F), share);
+    });
     for (int depth = 0; depth < 3; ++depth) {
         const float near = static_cast<float>(depth) / 2;
         const int trunks = 11 - 4 * depth;
@@ -313,6 +325,16 @@ void paintForest(Painter& painter)
                                {x - width * 0.3F, foot}, {x - width * 0.75F, foot}},
                 mixed(bark, light, 0.35F), 0.5F);
         }
+    }
+    for (int leaf = 0; leaf < 420; ++leaf) { // Twigs that hang into the picture, and ferns at its foot.
+        const bool isAbove = leaf % 3 != 0;
+        const float x = static_cast<float>(painter.random().unit()) * painter.right();
+        const float depth = static_cast<float>(std::pow(painter.random().unit(), 2.2));
+        const float aside = std::min(1.0F, std::abs(x - glowX) * 1.6F);
+        const Spot spot{x, isAbove ? depth * 0.30F * (0.35F + aside) : 1.0F - depth * 0.12F * aside};
+        const auto shade = static_cast<float>(painter.random().between(0.1, 0.8));
+        painter.ellipse(spot, 0.022F, 0.008F, static_cast<float>(painter.random().between(0, 3.1)),
+            mixed(scaledBy(dark, 0.8F), light, isAbove ? shade : shade * 0.5F), 0.9F);
     }
     painter.finish(0.4F);
 }

@@ -14,12 +14,12 @@ void paintSunsetAtSea(Painter& painter)
     painter.sun(sky, {sunX, horizon - static_cast<float>(painter.random().between(0.02, 0.16))}, 0.055F);
     const Colour dark{0.07F, 0.06F, 0.10F};
     if (painter.random().chance(0.5)) { // A headland, whose foot the sea covers.
-        const Ridge cliff(mixedSeed(painter.seed(), 6), horizon + 0.02F, 0.09F, 1.4F, 5);
+        const Ridge cliff(mixedSeed(painter.seed(), 6), horizon + 0.03F, 0.2F, 1.2F, 5);
         const bool isLeft = painter.random().chance(0.5);
         painter.below(
             [&](float x) {
                 const float inland = isLeft ? 1 - x / painter.right() : x / painter.right();
-                return cliff(x) + 0.12F * (1 - softStep(0.5F, 0.85F, inland));
+                return cliff(x) + 0.25F * (1 - softStep(0.45F, 0.9F, inland));
             },
             [&](float, float) { return mixed(dark, sky.middle, 0.3F); });
     }

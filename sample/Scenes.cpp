@@ -14,11 +14,13 @@ constexpr std::array<Scene, 16> scenes{paintMountains, paintSunsetAtSea, paintFl
 
 } // namespace
 
-Picture drawnScene(std::uint64_t seed, int width, int height)
+const std::size_t sceneKinds = scenes.size();
+
+Picture drawnScene(std::size_t kind, std::uint64_t seed, int width, int height)
 {
     Picture picture(width, height);
-    Painter painter(picture, mixedSeed(seed, 1));
-    scenes[mixedSeed(seed, 2) % scenes.size()](painter);
+    Painter painter(picture, seed);
+    scenes[kind % scenes.size()](painter);
     return picture;
 }
 

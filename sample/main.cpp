@@ -9,6 +9,9 @@
 
 namespace {
 
+/// Up to how many items the pictures are as large as on a screen, unless told otherwise.
+constexpr std::size_t fewItems = 500;
+constexpr std::size_t screenWidth = 960;
 /// From how many items on pictures share a few files, unless told otherwise.
 constexpr std::size_t manyItems = 5'000;
 
@@ -56,6 +59,9 @@ int main(int argc, char** argv)
     options.hardLinkedFiles = hardLinks || (assets > manyItems && !noHardLinks);
     try {
         vantorel::sample::SamplePlan plan = vantorel::sample::drawPlan(assets, options.seed);
+        if (pictureWidth == 0 && assets <= fewItems) {
+            pictureWidth = screenWidth;
+        }
         if (pictureWidth != 0) {
             plan.pictureWidth = static_cast<int>(pictureWidth);
             plan.pictureHeight = static_cast<int>(pictureWidth * 3 / 4);
