@@ -33,6 +33,7 @@ ExportOutcome finishedOutcome(const ExportFixture& fixture, std::int64_t items, 
 TEST(Exporter, savesEverythingByteForByte)
 {
     ExportFixture fixture;
+    fixture.calls = std::make_shared<ScriptedCalls>(fixture.clock); // with real syncs and cold reads
     fixture.addTypical();
     fixture.plan.notes = {"A note of the plan."};
     fixture.plan.skipped = {
