@@ -157,8 +157,9 @@ void Painter::clouds(const Sky& sky, float horizon, float amount)
 void Painter::sun(const Sky& sky, Spot centre, float radius)
 {
     everywhere([&](float x, float y, Colour under) {
-        const float distance = std::hypot(x - centre.x, y - centre.y) / radius;
-        const float glow = 1.0F / (1.0F + distance * distance * (sky.isNight ? 0.9F : 0.28F));
+        const float dx = (x - centre.x) / radius;
+        const float dy = (y - centre.y) / radius;
+        const float glow = 1.0F / (1.0F + (dx * dx + dy * dy) * (sky.isNight ? 0.9F : 0.28F));
         return mixed(under, sky.sun, std::min(0.9F, glow * (sky.isNight ? 0.35F : 0.7F)));
     });
     disc(centre, radius, sky.sun, 1, radius * 0.08F);
@@ -184,7 +185,7 @@ void Painter::ellipse(
             const float dy = spot.y - centre.y;
             const float along = (dx * cosine + dy * sine) / std::max(width, point_ * 0.5F);
             const float beside = (dy * cosine - dx * sine) / std::max(height, point_ * 0.5F);
-            const float outside = (std::hypot(along, beside) - 1) * least;
+            const float outside = (std::sqrt(along * along + beside * beside) - 1) * least;
             picture_.lay(x, y, colour, share * std::clamp(0.5F - outside / soft, 0.0F, 1.0F));
         });
 }
@@ -238,7 +239,9 @@ void Painter::stroke(Spot from, Spot to, float width, Colour colour, float share
             const float dx = spot.x - from.x;
             const float dy = spot.y - from.y;
             const float at = std::clamp(dx * along.x + dy * along.y, 0.0F, length);
-            const float away = std::hypot(dx - along.x * at, dy - along.y * at);
+            const float asideX = dx - along.x * at;
+            const float asideY = dy - along.y * at;
+            const float away = std::sqrt(asideX * asideX + asideY * asideY);
             picture_.lay(x, y, colour, share * std::clamp((half - away) / point_ + 0.5F, 0.0F, 1.0F));
         });
 }

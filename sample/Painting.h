@@ -4,6 +4,7 @@
 #include "sample/Random.h"
 
 #include <cstdint>
+#include <utility>
 #include <vector>
 
 namespace vantorel::sample {
@@ -51,6 +52,30 @@ struct Spot {
     float y = 0;
 };
 
+/// A value that depends on x alone, worked out once for each column of a `Painter::below`.
+template <typename Function>
+class PerColumn {
+public:
+    explicit PerColumn(Function function)
+        : function_(std::move(function))
+    {
+    }
+
+    float operator()(float x)
+    {
+        if (x != x_) {
+            x_ = x;
+            value_ = function_(x);
+        }
+        return value_;
+    }
+
+private:
+    Function function_;
+    float x_ = -1;
+    float value_ = 0;
+};
+
 /// Draws on a picture in units of its height: y runs from 0 (top) to 1, x from 0 to `right`. Edges are as
 /// soft as one point of the picture, so that a scene looks the same in every size.
 class Painter {
@@ -65,9 +90,10 @@ public:
     void stars(int count, float horizon);
     void clouds(const Sky& sky, float horizon, float amount);
     void sun(const Sky& sky, Spot centre, float radius);
-    /// All below a line: `line` gives y for x, `colour` the colour at a point.
+    /// All below a line, column by column: `line` gives y for x, `colour` the colour at a point. What is to
+    /// be covered afterwards can be left out from `bottom` on.
     template <typename Line, typename Shade>
-    void below(Line line, Shade colour);
+    void below(const Line& line, Shade&& colour, float bottom = 1);
     void ellipse(
         Spot centre, float width, float height, float turn, Colour colour, float share = 1, float blur = 0);
     void disc(Spot centre, float radius, Colour colour, float share = 1, float blur = 0)
@@ -100,12 +126,13 @@ private:
 };
 
 template <typename Line, typename Shade>
-void Painter::below(Line line, Shade colour)
+void Painter::below(const Line& line, Shade&& colour, float bottom)
 {
     for (int x = 0; x < picture_.width(); ++x) {
         const float across = (static_cast<float>(x) + 0.5F) * point_;
         const float edge = line(across);
-        for (int y = std::max(0, row(edge) - 1); y < picture_.height(); ++y) {
+        const int last = std::min(picture_.height() - 1, row(bottom) + 1);
+        for (int y = std::max(0, row(edge) - 1); y <= last; ++y) {
             const float down = (static_cast<float>(y) + 0.5F) * point_;
             picture_.lay(x, y, colour(across, down), std::clamp((down - edge) / point_ + 0.5F, 0.0F, 1.0F));
         }

@@ -24,16 +24,19 @@ void paintRanges(Painter& painter, const Sky& sky, float horizon, float height, 
         const Colour stone =
             mixed(sky.middle, scaledBy(Colour{0.30F, 0.32F, 0.38F}, sky.brightness), 0.30F + near * 0.6F);
         const float snowLine = horizon - height * (0.62F - 0.1F * near);
-        painter.below(ridge, [&](float x, float y) {
-            const float slope = ridge(x + 0.012F) - ridge(x - 0.012F);
+        PerColumn slope([&](float x) { return ridge(x + 0.012F) - ridge(x - 0.012F); });
+        PerColumn edge([&](float x) { return ridge(x); });
+        const auto shade = [&](float x, float y) {
             const float face = rock.layered(x * 9 + y * 5, y * 13 - x * 3, 4);
-            const float light = 0.75F + face * 0.5F + std::clamp(slope * 9, -0.22F, 0.22F);
+            const float light =
+                0.75F + face * 0.5F + std::clamp(slope(x) * 9, -0.22F, 0.22F) / (1 + (y - edge(x)) * 60);
             const float snow = softStep(-0.04F, 0.05F, snowLine - y + (face - 0.5F) * 0.22F);
             const Colour white = mixed(Colour{0.95F, 0.96F, 1.0F}, sky.sun, 0.25F);
             return scaledBy(
                 mixed(stone, scaledBy(white, 0.55F + 0.5F * sky.brightness), snow * (0.35F + 0.55F * near)),
                 light);
-        });
+        };
+        painter.below(ridge, shade, horizon + 0.22F);          // Farther down is what stands before it.
         painter.everywhere([&](float, float y, Colour under) { // Haze in the valleys.
             const float haze = softStep(horizon - height * 0.35F, horizon, y) * (1 - near) * 0.45F;
             return y < horizon + 0.02F ? mixed(under, sky.horizon, haze) : under;
@@ -115,8 +118,11 @@ void paintLake(Painter& painter)
         painter.figure(
             {{x + 0.10F, 0.70F}, {x + 0.14F, 0.70F}, {x + 0.36F, 1.0F}, {x, 1.0F}}, {0.36F, 0.27F, 0.20F});
         for (int plank = 0; plank < 14; ++plank) {
-            const float down = 0.70F + 0.30F * std::pow(static_cast<float>(plank) / 14, 1.6F);
-            painter.stroke({x, down}, {x + 0.36F, down}, 0.003F, {0.20F, 0.14F, 0.10F}, 0.25F);
+            const float near = std::pow(static_cast<float>(plank) / 14, 1.6F);
+            const float down = 0.70F + 0.30F * near;
+            painter.stroke({std::lerp(x + 0.10F, x, near), down},
+                {std::lerp(x + 0.14F, x + 0.36F, near), down}, 0.001F + 0.003F * near, {0.20F, 0.14F, 0.10F},
+                0.45F);
         }
     }
     painter.finish(0.35F);
@@ -251,12 +257,14 @@ void paintDesert(Painter& painter)
         const Noise ripples(mixedSeed(painter.seed(), 70, static_cast<std::uint64_t>(dune)));
         const Colour sand = mixed(sky.horizon,
             scaledBy({0.86F, 0.58F, 0.32F}, 0.55F + 0.45F * sky.brightness), 0.35F + near * 0.6F);
+        PerColumn slope([&](float x) { return ridge(x + 0.02F) - ridge(x - 0.02F); });
+        PerColumn edge([&](float x) { return ridge(x); });
         painter.below(ridge, [&](float x, float y) {
-            const float side = std::clamp((ridge(x + 0.02F) - ridge(x - 0.02F)) * 7, -0.28F, 0.28F);
+            const float side = std::clamp(slope(x) * 7, -0.28F, 0.28F);
             const float ripple =
                 std::sin((y + 0.35F * x + ripples.layered(x * 3, y * 3, 2) * 0.12F) * (420 - near * 220))
                 * 0.03F * near;
-            return scaledBy(sand, 0.92F - side + ripple - 0.25F * (y - ridge(x)));
+            return scaledBy(sand, 0.92F - side + ripple - 0.25F * (y - edge(x)));
         });
     }
     const float x = static_cast<float>(painter.random().between(0.2, 0.8)) * painter.right();

@@ -105,14 +105,14 @@ void paintBeach(Painter& painter)
             [&](float, float) { return mixed(Colour{0.30F, 0.42F, 0.45F}, sky.horizon, 0.4F); });
     }
     paintSea(painter, sky, 0.42F, 0.74F, {0.05F, 0.34F, 0.55F}, {0.35F, 0.76F, 0.76F});
-    const Ridge waterline(mixedSeed(painter.seed(), 7), 0.69F, 0.05F, 1.1F, 3);
+    PerColumn waterline(Ridge(mixedSeed(painter.seed(), 7), 0.69F, 0.05F, 1.1F, 3));
     const Noise grains(mixedSeed(painter.seed(), 8));
     const Colour sand = scaledBy({0.93F, 0.82F, 0.62F}, 0.7F + 0.3F * sky.brightness);
     painter.below([&](float x) { return waterline(x) - 0.018F; },
         [&](float x, float y) {
             const float beyond = y - waterline(x);
-            const float foam = softStep(0.40F, 0.62F, grains.layered(x * 30, y * 60, 3));
             if (beyond < 0.012F) {
+                const float foam = softStep(0.40F, 0.62F, grains.layered(x * 30, y * 60, 3));
                 return mixed(Colour{0.62F, 0.86F, 0.84F}, Colour{1, 1, 1}, 0.45F + foam * 0.55F);
             }
             const float wet = 1 - softStep(0.012F, 0.07F, beyond);
@@ -157,17 +157,18 @@ void paintLighthouse(Painter& painter)
     const bool isLeft = painter.random().chance(0.5);
     const Ridge rock(mixedSeed(painter.seed(), 6), 0.66F, 0.10F, 2.2F, 6);
     const Noise stone(mixedSeed(painter.seed(), 7));
-    const auto coast = [&](float x) {
+    PerColumn coast([&](float x) {
         const float inland = isLeft ? 1 - x / painter.right() : x / painter.right();
         return inland < 0.42F ? 2.0F : rock(x) + 0.34F * (1 - softStep(0.42F, 0.62F, inland));
-    };
-    painter.below(coast, [&](float x, float y) {
-        const float face = stone.layered(x * 11, y * 11, 5);
-        const float top = 1 - softStep(0.0F, 0.035F, y - coast(x));
-        const Colour cliff =
-            scaledBy({0.45F, 0.40F, 0.35F}, (0.45F + 0.6F * sky.brightness) * (0.6F + face * 0.75F));
-        return mixed(cliff, scaledBy({0.36F, 0.48F, 0.20F}, 0.4F + 0.6F * sky.brightness), top);
     });
+    painter.below([&](float x) { return coast(x); },
+        [&](float x, float y) {
+            const float face = stone.layered(x * 11, y * 11, 5);
+            const float top = 1 - softStep(0.0F, 0.035F, y - coast(x));
+            const Colour cliff =
+                scaledBy({0.45F, 0.40F, 0.35F}, (0.45F + 0.6F * sky.brightness) * (0.6F + face * 0.75F));
+            return mixed(cliff, scaledBy({0.36F, 0.48F, 0.20F}, 0.4F + 0.6F * sky.brightness), top);
+        });
     const float x = painter.right() * (isLeft ? 0.24F : 0.76F);
     const float foot = rock(x) + 0.015F;
     const float height = 0.36F;

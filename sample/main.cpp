@@ -11,7 +11,7 @@ namespace {
 
 /// Up to how many items the pictures are as large as on a screen, unless told otherwise.
 constexpr std::size_t fewItems = 500;
-constexpr std::size_t screenWidth = 960;
+constexpr std::size_t screenWidth = 800;
 /// From how many items on pictures share a few files, unless told otherwise.
 constexpr std::size_t manyItems = 5'000;
 
