@@ -114,12 +114,15 @@ Found lookNow(const std::shared_ptr<const SystemCalls>& calls, const DiskPath& f
     found.hasOriginals =
         stored == FS::Kind::directory || stored == FS::Kind::denied || stored == FS::Kind::unavailable;
     heartbeat.beat();
+    bool mayHaveJournals = false;
     for (const char* journal : journals) {
         const auto status = found.root->status(journal);
         found.hasJournals |= status && status->type == FileStatus::Type::regular && status->size > 0;
+        mayHaveJournals |= !status && FS::kindOfFailure(status.error()) != FS::Kind::missing;
     }
     heartbeat.beat();
     if (found.database || found.hasOriginals || found.hasJournals) {
+        found.hasJournals |= mayHaveJournals; // those who read them find out
         return found;
     }
     return Refusal{isMarked(*found.root) ? Refusal::Kind::older : Refusal::Kind::notThere};

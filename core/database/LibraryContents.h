@@ -21,7 +21,7 @@ struct LibraryContents {
     std::shared_ptr<const Root> root{};
     std::optional<DiskPath> database{}; ///< Relative; whatever stands there, also what will not be read.
     bool hasOriginals = false;          ///< Also where the folder is refused or could not be looked at.
-    bool hasJournals = false;           ///< Change journals with at least one byte.
+    bool hasJournals = false;           ///< Change journals with at least one byte; likewise.
 };
 
 /// How a look into the library's folder is made.

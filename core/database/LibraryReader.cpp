@@ -39,7 +39,7 @@ public:
     LibrarySnapshot read(const DiskPath& folder)
     {
         progress_->begin(ScanStage::copyingDatabase);
-        library_ = lookIntoLibrary(look(std::min(stallLimit_, DiskPatience::databaseStepAtMost)), folder);
+        library_ = lookIntoLibrary(look(stallLimit_), folder);
         if (!library_.database) {
             return without({.kind = NoDatabase::Kind::missing});
         }

@@ -1,5 +1,6 @@
 #include "database/ReadCourse.h"
 
+#include "base/Text.h"
 #include "database/ReadNotes.h"
 
 #include <utility>
@@ -63,7 +64,7 @@ ReadError nothingElse(const NoDatabase& trouble, const LibraryContents& library)
 {
     switch (trouble.kind) {
     case Kind::missing:
-        return ReadError::notFound(library.folder.native());
+        return ReadError::notFound(repairedUtf8(library.folder.native()));
     case Kind::unreadable:
         return ReadError::copyFailed(trouble.reason);
     case Kind::notAnswering:

@@ -308,6 +308,51 @@ TEST(LibraryReaderCourse, tellsALogThatTheDiskDoesNotGiveFromADamagedOne)
         testing::Contains("The library's -wal file could not be read, so the newest changes are missing."));
 }
 
+TEST(LibraryReaderCourse, saysWhenPhotosKeptChangingTheLibrary)
+{
+    ReaderFixture library;
+    library.photo(1).close();
+    const std::string bytes = library.folder().read("Trip.photoslibrary/database/Photos.sqlite");
+    LibraryReading reading;
+    int times = 0;
+    reading.hooks.afterFirstLook = [&] { // another size each time, with nothing in the added page
+        library.folder().write("Trip.photoslibrary/database/Photos.sqlite",
+            bytes + std::string(static_cast<std::size_t>(++times), '\0'));
+    };
+    const LibrarySnapshot snapshot = reading.of(library.library());
+    EXPECT_THAT(snapshot.assets, ElementsAre(plainPhoto(1)));
+    EXPECT_EQ(snapshot.damage.severity, Severity::walLost);
+    EXPECT_THAT(sentences(snapshot.damage),
+        ElementsAre(
+            "Photos kept changing this library while it was read, so the newest changes may be missing, and "
+            "recent photos may come back only as files without details."));
+    EXPECT_THAT(snapshot.notes,
+        ElementsAre(StartsWith("Photos kept changing this library while it was read"), testing::_));
+}
+
+TEST(LibraryReaderCourse, tellsWhatTheDiskDidNotGiveFromDamage)
+{
+    ReaderFixture library;
+    library.photo(1).close();
+    library.folder().makeFolder("Trip.photoslibrary/originals");
+    LibraryReading reading;
+    reading.hooks.readFault = [](const std::string&, std::int64_t offset, std::size_t size) {
+        const bool hit = offset < 8192 && offset + static_cast<std::int64_t>(size) > 4096;
+        return hit ? std::optional(EIO) : std::nullopt;
+    };
+    const LibrarySnapshot snapshot = reading.of(library.library());
+    EXPECT_EQ(snapshot.damage.severity, Severity::databaseLost);
+    EXPECT_THAT(snapshot.notes,
+        ElementsAre("The disk gave read errors for part of the library's database, so it could not be read "
+                    "as it was.",
+            "4 KB of the database could not be read from the disk. If the disk recovers, scan again: the "
+            "albums may "
+            "come back."));
+    EXPECT_THAT(sentences(snapshot.damage),
+        ElementsAre("4 KB of the database could not be read from the disk. What was in those places is lost; "
+                    "everything around them was read."));
+}
+
 TEST(LibraryReaderCourse, neverTakesARefusalForSomethingElse)
 {
     ReaderFixture library;
