@@ -404,37 +404,40 @@ TEST(LibraryReaderCourse, neverTakesAReadErrorForDamageOrForAnEmptyLibrary)
     EXPECT_TRUE(untouched);
 }
 
-TEST(LibraryReaderCourse, tellsASilentDatabaseFromASilentDisk)
-{
+/// A library on a disk where some calls hang.
+class LibraryReaderOnSilentDisk : public testing::Test {
+protected:
+    LibraryReaderOnSilentDisk()
+    {
+        library.photo(1).close();
+        library.folder().makeFolder("Trip.photoslibrary/originals");
+        calls->on("read", library.database()).hang();
+    }
+
     ReaderFixture library;
-    library.photo(1).close();
-    library.folder().makeFolder("Trip.photoslibrary/originals");
-    {
-        auto clock = std::make_shared<ManualClock>();
-        auto calls = std::make_shared<ScriptedCalls>(clock);
-        calls->on("read", library.database()).hang();
-        bool waited = false;
-        LibraryReading reading{.calls = calls, .clock = clock, .stallTimeout = Seconds{20}};
-        reading.progress = [&](const ScanProgress& report) { waited |= report.waitingForDisk; };
-        const LibrarySnapshot snapshot = reading.of(library.library());
-        EXPECT_EQ(snapshot.damage.severity, Severity::databaseLost);
-        EXPECT_TRUE(snapshot.damage.diskDidNotAnswer);
-        EXPECT_THAT(snapshot.notes,
-            ElementsAre(
-                StartsWith("The disk did not answer for the library's database, while the rest of the disk "
-                           "answered.")));
-        EXPECT_TRUE(waited);
-    }
-    {
-        auto clock = std::make_shared<ManualClock>();
-        auto calls = std::make_shared<ScriptedCalls>(clock);
-        calls->on("read", library.database()).hang();
-        calls->on("list", library.library().native() + "/originals*").hang();
-        EXPECT_THAT(errorOf([&] {
-            LibraryReading{.calls = calls, .clock = clock, .stallTimeout = Seconds{20}}.of(library.library());
-        }),
-            StartsWith("stalled: \""));
-    }
+    std::shared_ptr<ManualClock> clock = std::make_shared<ManualClock>();
+    std::shared_ptr<ScriptedCalls> calls = std::make_shared<ScriptedCalls>(clock);
+    LibraryReading reading{.calls = calls, .clock = clock, .stallTimeout = Seconds{20}};
+};
+
+TEST_F(LibraryReaderOnSilentDisk, findsFilesAloneWhereOnlyTheDatabaseIsSilent)
+{
+    bool waited = false;
+    reading.progress = [&](const ScanProgress& report) { waited |= report.waitingForDisk; };
+    const LibrarySnapshot snapshot = reading.of(library.library());
+    EXPECT_EQ(snapshot.damage.severity, Severity::databaseLost);
+    EXPECT_TRUE(snapshot.damage.diskDidNotAnswer);
+    EXPECT_THAT(snapshot.notes,
+        ElementsAre(
+            StartsWith("The disk did not answer for the library's database, while the rest of the disk "
+                       "answered.")));
+    EXPECT_TRUE(waited);
+}
+
+TEST_F(LibraryReaderOnSilentDisk, saysSoWhereTheWholeDiskIsSilent)
+{
+    calls->on("list", library.library().native() + "/originals*").hang();
+    EXPECT_THAT(errorOf([&] { reading.of(library.library()); }), StartsWith("stalled: \""));
 }
 
 TEST(LibraryReaderCourse, endsWithoutAResultWhenItIsCancelled)
