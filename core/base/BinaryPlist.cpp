@@ -291,4 +291,41 @@ std::optional<std::vector<BinaryPlist::Object>> BinaryPlist::elements(Object arr
     return result;
 }
 
+bool BinaryPlist::visitEntries(
+    Object dictionary, const std::function<bool(std::string_view key, Object value)>& visit) const
+{
+    const auto found = head(dictionary);
+    if (!found || found->marker != dictionaryMarker) {
+        return false;
+    }
+    for (std::uint64_t i = 0; i < found->count; ++i) {
+        const auto reference = bigEndian(found->content + i * referenceSize_, referenceSize_);
+        const auto name = reference ? head(Object{*reference}) : std::nullopt;
+        const auto value = bigEndian(found->content + (found->count + i) * referenceSize_, referenceSize_);
+        if (!name || name->marker != asciiMarker || !value) {
+            continue;
+        }
+        const std::string_view key =
+            bytes_.substr(static_cast<std::size_t>(name->content), static_cast<std::size_t>(name->count));
+        if (!visit(key, Object{*value})) {
+            break;
+        }
+    }
+    return true;
+}
+
+bool BinaryPlist::visitElements(Object array, const std::function<bool(Object)>& visit) const
+{
+    const auto found = head(array);
+    if (!found || found->marker != arrayMarker) {
+        return false;
+    }
+    for (std::uint64_t i = 0; i < found->count; ++i) {
+        if (!visit(Object{bigEndian(found->content + i * referenceSize_, referenceSize_).value_or(count_)})) {
+            break;
+        }
+    }
+    return true;
+}
+
 } // namespace vantorel

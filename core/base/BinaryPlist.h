@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -50,6 +51,12 @@ public:
     std::optional<std::vector<Entry>> entries(Object dictionary) const;
     /// The elements of an array.
     std::optional<std::vector<Object>> elements(Object array) const;
+    /// The same pairs and elements one by one, nothing copied, until `visit` answers false: for lists of
+    /// which little is wanted, and for callers that bound their work. Keys that are not ASCII are passed
+    /// over. False when it is no dictionary, no array.
+    bool visitEntries(
+        Object dictionary, const std::function<bool(std::string_view key, Object value)>& visit) const;
+    bool visitElements(Object array, const std::function<bool(Object)>& visit) const;
 
 private:
     struct Head;

@@ -111,6 +111,41 @@ TEST(BinaryPlistReader, refusesClaimsThatCannotBeTrue)
     EXPECT_EQ(BinaryPlist::open(loop)->elements({0})->size(), 2U);
 }
 
+TEST(BinaryPlistReader, visitsPairsAndElementsUntilToldToStop)
+{
+    const std::string bytes = plist({bytesOf({0xD3, 1, 2, 3, 4, 4, 5}),
+        "\x51"
+        "a",
+        bytesOf({0x61, 0x00, 0xE9}), // a key that is not ASCII is passed over
+        "\x51"
+        "b",
+        bytesOf({0x10, 7}), bytesOf({0xA3, 4, 9, 4})});
+    const auto list = BinaryPlist::open(bytes);
+    ASSERT_TRUE(list);
+    std::vector<std::string> keys;
+    const auto visit = [&](std::size_t most) {
+        return [&keys, most](std::string_view key, BinaryPlist::Object) {
+            keys.emplace_back(key);
+            return keys.size() < most;
+        };
+    };
+    EXPECT_TRUE(list->visitEntries(list->top(), visit(9)));
+    EXPECT_EQ(keys, (std::vector<std::string>{"a", "b"}));
+    keys.clear();
+    EXPECT_TRUE(list->visitEntries(list->top(), visit(1)));
+    EXPECT_EQ(keys, std::vector<std::string>{"a"});
+    EXPECT_FALSE(list->visitEntries({5}, visit(9)));
+
+    std::vector<std::int64_t> numbers;
+    const auto take = [&](BinaryPlist::Object element) {
+        numbers.push_back(list->integer(element).value_or(-1)); // one element points nowhere
+        return numbers.size() < 3;
+    };
+    EXPECT_TRUE(list->visitElements({5}, take));
+    EXPECT_EQ(numbers, (std::vector<std::int64_t>{7, -1, 7}));
+    EXPECT_FALSE(list->visitElements(list->top(), take));
+}
+
 TEST(BinaryPlistReader, survivesEveryFlippedAndMissingByte)
 {
     const std::string whole = plist({bytesOf({0xD1, 1, 2}),
