@@ -1,5 +1,7 @@
 #include "database/AlbumRows.h"
 
+#include "database/model/AlbumOrder.h"
+
 #include <sqlite3.h>
 
 #include <algorithm>
@@ -50,7 +52,8 @@ bool isNumber(int type) { return type == SQLITE_INTEGER || type == SQLITE_FLOAT;
 
 std::int64_t orderAt(const SQLiteRow& row, int column)
 {
-    return isNumber(row.typeAt(column)) ? row.int64At(column).value_or(noOrder) : noOrder;
+    return isNumber(row.typeAt(column)) ? row.int64At(column).value_or(AlbumPlace::noOrder)
+                                        : AlbumPlace::noOrder;
 }
 
 std::optional<std::string> textAt(const SQLiteRow& row, int column)
@@ -59,25 +62,25 @@ std::optional<std::string> textAt(const SQLiteRow& row, int column)
     return text && text->empty() ? std::nullopt : text;
 }
 
-constexpr std::size_t nowhere = std::numeric_limits<std::size_t>::max();
-
-/// The position of each album's folder, `nowhere` at the top.
-class Parents {
+/// Finds where each album stands.
+class Places {
 public:
-    Parents(ReadState& state, AlbumTree& tree)
+    Places(ReadState& state, AlbumTree& tree)
         : state_(state)
         , tree_(tree)
-        , parents_(state.snapshot.albums.size(), nowhere)
     {
     }
 
-    std::vector<std::size_t> found()
+    std::vector<AlbumPlace> found()
     {
-        for (std::size_t i = 0; i < parents_.size(); ++i) {
-            parents_[i] = parentOf(i);
+        std::vector<AlbumPlace> places(state_.snapshot.albums.size());
+        for (std::size_t i = 0; i < places.size(); ++i) {
+            places[i] = {.parent = parentOf(i), .order = tree_.facts[i].order};
         }
-        breakCircles();
-        return std::move(parents_);
+        for (const std::size_t album : breakCircles(places)) {
+            countLost(album);
+        }
+        return places;
     }
 
 private:
@@ -85,15 +88,15 @@ private:
     {
         const auto key = tree_.facts[album].parent;
         if (!key) {
-            return nowhere;
+            return AlbumPlace::top;
         }
         const auto position = tree_.albums.find(*key);
         if (!position) {
             countLost(album);
-            return nowhere;
+            return AlbumPlace::top;
         }
         const Album::Kind holder = state_.snapshot.albums[*position].kind;
-        return holder == Album::Kind::folder || holder == Album::Kind::root ? *position : nowhere;
+        return holder == Album::Kind::folder || holder == Album::Kind::root ? *position : AlbumPlace::top;
     }
 
     /// What Photos made for itself is not shown, so it is nobody's loss.
@@ -104,78 +107,9 @@ private:
         }
     }
 
-    /// Folders that hold each other in a circle would be reached from no top: the one with the least id,
-    /// which is the first that a walk meets, is put there.
-    void breakCircles()
-    {
-        enum class Mark : char { unseen, onPath, reached };
-        std::vector<Mark> marks(parents_.size(), Mark::unseen);
-        std::vector<std::size_t> path;
-        for (std::size_t i = 0; i < parents_.size(); ++i) {
-            path.clear();
-            std::size_t at = i;
-            while (at != nowhere && marks[at] == Mark::unseen) {
-                marks[at] = Mark::onPath;
-                path.push_back(at);
-                at = parents_[at];
-            }
-            if (at != nowhere && marks[at] == Mark::onPath) {
-                std::size_t least = at;
-                for (std::size_t member = parents_[at]; member != at; member = parents_[member]) {
-                    least = std::min(least, member);
-                }
-                parents_[least] = nowhere;
-                countLost(least);
-            }
-            for (const std::size_t member : path) {
-                marks[member] = Mark::reached;
-            }
-        }
-    }
-
     ReadState& state_;
     AlbumTree& tree_;
-    std::vector<std::size_t> parents_;
 };
-
-/// The positions in the order of the tree: siblings by their order, each followed by what it holds.
-std::vector<std::size_t> treeOrder(const std::vector<Album>& albums, const std::vector<AlbumFacts>& facts,
-    const std::vector<std::size_t>& parents)
-{
-    std::vector<std::size_t> byFolder(albums.size());
-    for (std::size_t i = 0; i < byFolder.size(); ++i) {
-        byFolder[i] = i;
-    }
-    // `nowhere` is the greatest position, so the top comes last.
-    std::ranges::sort(
-        byFolder, {}, [&](std::size_t i) { return std::tuple(parents[i], facts[i].order, albums[i].pk); });
-    std::vector<std::pair<std::size_t, std::size_t>> children(
-        albums.size() + 1); // of each, the top at the end
-    for (std::size_t i = 0; i < byFolder.size();) {
-        const std::size_t parent = parents[byFolder[i]];
-        const std::size_t begin = i;
-        while (i < byFolder.size() && parents[byFolder[i]] == parent) {
-            ++i;
-        }
-        children[std::min(parent, albums.size())] = {begin, i};
-    }
-
-    std::vector<std::size_t> order;
-    order.reserve(albums.size());
-    std::vector<std::pair<std::size_t, std::size_t>> open{
-        children.back()}; // deep nesting must not use the stack
-    while (!open.empty()) {
-        auto& [next, end] = open.back();
-        if (next == end) {
-            open.pop_back();
-            continue;
-        }
-        const std::size_t album = byFolder[next++];
-        order.push_back(album);
-        open.push_back(children[album]);
-    }
-    return order;
-}
 
 } // namespace
 
@@ -218,15 +152,14 @@ void settleFolders(ReadState& state, AlbumTree& tree)
         tree.albums.sort();
     };
     indexAlbums();
-    const std::vector<std::size_t> parents = Parents(state, tree).found();
-    const std::vector<std::size_t> order = treeOrder(albums, tree.facts, parents);
+    const std::vector<AlbumPlace> places = Places(state, tree).found();
 
     std::vector<Album> ordered;
     ordered.reserve(albums.size());
-    for (const std::size_t i : order) {
+    for (const std::size_t i : treeOrder(albums, places)) {
         Album& album = ordered.emplace_back(albums[i]);
-        if (parents[i] != nowhere) {
-            album.parentPK = albums[parents[i]].pk;
+        if (places[i].parent != AlbumPlace::top) {
+            album.parentPK = albums[places[i].parent].pk;
         }
     }
     albums = std::move(ordered);

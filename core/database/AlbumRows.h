@@ -3,7 +3,7 @@
 #include "database/DatabaseSteps.h"
 #include "database/ReadState.h"
 
-#include <limits>
+#include <cstdint>
 #include <vector>
 
 namespace vantorel {
@@ -21,9 +21,6 @@ struct AlbumLink {
     std::int64_t order = 0;
     std::int64_t asset = 0; ///< Row id.
 };
-
-/// What has no order of its own stands last.
-inline constexpr std::int64_t noOrder = std::numeric_limits<std::int64_t>::max();
 
 struct AlbumTree {
     std::vector<AlbumFacts> facts{};
