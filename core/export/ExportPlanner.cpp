@@ -58,6 +58,7 @@ public:
     {
         plan_.libraryName = snapshot_.name;
         findMembers();
+        plan_.items.reserve(candidates_.size());
         for (std::size_t i = 0; i < candidates_.size(); ++i) {
             judge(i);
         }

@@ -54,7 +54,7 @@ std::string_view statusOf(const PlannedItem& item)
 
 void addField(std::string& out, std::string_view field)
 {
-    if (field.find_first_of(",\"\r\n") == std::string_view::npos) {
+    if (std::ranges::none_of(field, [](char c) { return c == ',' || c == '"' || c == '\r' || c == '\n'; })) {
         out += field;
         return;
     }

@@ -29,13 +29,38 @@ constexpr int mostLevels = 8;
 /// An item has a main file and a handful of companions, each with a path of at most a few thousand bytes.
 constexpr std::size_t mostLineBytes = 1U << 20U;
 
-/// None for what is no JSON. Whatever lies deeper than anything of ours is dropped while it is parsed.
+/// Counts brackets before anything is parsed: a text of nothing else would cost memory for each.
+bool isShallow(std::string_view text)
+{
+    int level = 0;
+    bool inString = false;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        const char c = text[i];
+        if (inString) {
+            i += c == '\\' ? 1U : 0U;
+            inString = c != '"';
+        } else if (c == '"') {
+            inString = true;
+        } else if (c == '{' || c == '[') {
+            if (++level > mostLevels) {
+                return false;
+            }
+        } else if (c == '}' || c == ']') {
+            --level;
+        }
+    }
+    return true;
+}
+
+/// None for what is no JSON object, and for one that is deeper than anything of ours.
 template <typename AnyJson>
 std::optional<AnyJson> parsed(std::string_view text)
 {
-    const auto shallow = [](int depth, auto, AnyJson&) { return depth <= mostLevels; };
-    auto json = AnyJson::parse(text, shallow, /*allow_exceptions=*/false);
-    if (json.is_discarded() || !json.is_object()) {
+    if (!isShallow(text)) {
+        return std::nullopt;
+    }
+    auto json = AnyJson::parse(text, nullptr, /*allow_exceptions=*/false);
+    if (!json.is_object()) { // "discarded" after an error
         return std::nullopt;
     }
     return json;
@@ -68,8 +93,24 @@ std::optional<std::int64_t> number(const AnyJson& json, const char* key)
                                               : std::nullopt;
 }
 
-/// A path beneath the export's folder.
-bool isPath(const std::string& path) { return !path.empty() && isSafeRelativePath(path); }
+/// A path beneath the export's folder. Looked at as text: there are several in each of very many lines.
+bool isPath(std::string_view path)
+{
+    if (path.contains('\0')) {
+        return false;
+    }
+    while (true) {
+        const auto slash = path.find('/');
+        const auto component = path.substr(0, slash);
+        if (component.empty() || component == "." || component == "..") {
+            return false;
+        }
+        if (slash == std::string_view::npos) {
+            return true;
+        }
+        path.remove_prefix(slash + 1);
+    }
+}
 
 bool isDigest(std::string_view digest)
 {

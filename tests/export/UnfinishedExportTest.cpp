@@ -99,7 +99,8 @@ TEST(Journal, losesOnlyWhatIsTornOrDoesNotFit)
     for (const auto& [path, wrong] : std::vector<std::pair<const char*, nlohmann::json>>{{"/key", 1},
              {"/key", ""}, {"/files", nlohmann::json::object()}, {"/files", nlohmann::json::array()},
              {"/files/0", "a"}, {"/files/1/path", ""}, {"/files/1/path", "../a"}, {"/files/1/path", "/etc/a"},
-             {"/files/1/path", "a//b"}, {"/files/1/path", std::string("a\0b", 3)}, {"/files/1/path", 7},
+             {"/files/1/path", "a//b"}, {"/files/1/path", "a/"}, {"/files/1/path", "./a"},
+             {"/files/1/path", "a/.."}, {"/files/1/path", std::string("a\0b", 3)}, {"/files/1/path", 7},
              {"/files/1/size", -1}, {"/files/1/size", 1.5}, {"/files/1/size", "1"}, {"/files/1/size", huge},
              {"/files/1/sha256", "d"}, {"/files/1/sha256", std::string(64, 'D')}, {"/sidecar", nullptr},
              {"/sidecar", "../a.xmp"}, {"/sidecar", ""}}) {
@@ -115,9 +116,11 @@ TEST(Journal, losesOnlyWhatIsTornOrDoesNotFit)
     EXPECT_EQ(rest(std::string("\0\0\0", 3)), std::vector{kept});
     EXPECT_EQ(rest(line.dump() + line.dump()), std::vector{kept}); // a torn line that was written on
     EXPECT_EQ(rest(std::string(200'000, '[')), std::vector{kept});
-    auto deep = line.dump();
-    deep.insert(1, "\"more\":" + std::string(1000, '[') + std::string(1000, ']') + ",");
-    EXPECT_EQ(rest(deep), (std::vector{good, kept})); // members of later versions are passed over
+    auto more = line; // members of later versions are passed over
+    more["more"] = nlohmann::json::parse(R"([{"\\\"[[[[[[[[[[": [1, "\"{{{{{{{{{{"]}])");
+    EXPECT_EQ(rest(more.dump()), (std::vector{good, kept}));
+    more["more"] = nlohmann::json::parse(std::string(8, '[') + std::string(8, ']')); // too deep
+    EXPECT_EQ(rest(more.dump()), std::vector{kept});
     auto longLine = line;
     longLine["more"] = std::string(2'000'000, 'x');
     EXPECT_EQ(rest(longLine.dump()), std::vector{kept});

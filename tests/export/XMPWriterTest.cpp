@@ -127,10 +127,17 @@ private:
     std::string_view rest_;
 };
 
+Asset assetOf(const std::string& uuid)
+{
+    Asset asset;
+    asset.uuid = uuid;
+    return asset;
+}
+
 TEST(Sidecar, holdsEverythingInOrder)
 {
     const Date taken = std::chrono::sys_days(2024y / 5 / 3) + 10h + 17min + 36s + 900ms;
-    Asset asset{.pk = 1, .uuid = "ABC"};
+    auto asset = assetOf("ABC");
     asset.originalFileName = "IMG 'one'.HEIC";
     asset.title = "A & B";
     asset.caption = "<b>\"5 > 3\"</b>\nsecond";
@@ -186,7 +193,7 @@ TEST(Sidecar, holdsEverythingInOrder)
 
 TEST(Sidecar, leavesOutWhatIsNotThere)
 {
-    Asset asset{.uuid = "ABC"};
+    auto asset = assetOf("ABC");
     asset.title = "";
     asset.people = {"Anna"};
     asset.dateCreated = std::chrono::sys_days(2001y / 2 / 3); // no offset: UTC, and no designator
@@ -214,7 +221,7 @@ class Coordinate : public testing::TestWithParam<Place> { };
 
 TEST_P(Coordinate, isWrittenInDegreesAndMinutes)
 {
-    Asset asset{.uuid = "A"};
+    auto asset = assetOf("A");
     asset.latitude = GetParam().latitude;
     auto values = Document(XMPWriter::document({.asset = asset})).values;
     EXPECT_EQ(values["exif:GPSLatitude"], GetParam().text.empty() ? Strings{} : Strings{GetParam().text});
@@ -250,7 +257,7 @@ TEST(Sidecar, carriesAnyTextAndStaysWellFormed)
         });
     };
     for (int i = 0; i < 1000; ++i) {
-        Asset asset{.uuid = text()};
+        auto asset = assetOf(text());
         asset.title = text();
         asset.caption = text();
         asset.originalFileName = text();
