@@ -2,7 +2,6 @@
 
 #include "base/Text.h"
 #include "export/CopyStage.h"
-#include "export/ExportEnd.h"
 #include "export/ReadMe.h"
 #include "export/SaveStages.h"
 
@@ -93,6 +92,7 @@ ExportOutcome ExportRun::run()
     }
     try {
         stop_ = prepare();
+        takeStock();
         if (!stop_) {
             save();
         }
@@ -210,10 +210,15 @@ std::optional<RunStop> ExportRun::prepare()
     context_->journal = std::move((*prepared)->journal);
     context_->placer =
         std::make_shared<const FilePlacer>(context_->root, context_->names, start_.continued.has_value());
+    return std::nullopt;
+}
+
+/// What is saved already, and in which order the rest is tried.
+void ExportRun::takeStock()
+{
     earlier_.emplace(context_, start_.continued ? start_.continued->journal : std::vector<JournalEntry>());
     order_ =
         triedOrder(*request_.plan, start_.continued ? start_.continued->tryLast : std::set<std::string>());
-    return std::nullopt;
 }
 
 void ExportRun::save()
@@ -300,11 +305,17 @@ ExportOutcome ExportRun::finish()
         stop_ = RunStop{.state = ExportOutcome::SomeNotRead{.count = notRead}};
     }
     ExportOutcome outcome = outcomeSoFar();
-    if (!stop_ && endFinished(outcome)) {
+    const std::string tryLast = filesForTheEnd();
+    EndTexts texts{
+        .report = reportText(results_->takeRows(), outcome.skipped, request_.scan->snapshot),
+        .tryLast = {},
+    };
+    if (!stop_ && endFinished(outcome, texts)) {
         return outcome;
     }
+    texts.tryLast = tryLast;
     outcome.state = stop_->state;
-    endUnfinished(outcome);
+    endUnfinished(outcome, std::move(texts));
     return outcome;
 }
 
@@ -332,7 +343,7 @@ ExportOutcome ExportRun::outcomeSoFar() const
         .scanGaps = scanGapsOf(request_.scan->originals),
     };
     std::unordered_set<std::int64_t> assets;
-    for (const ReportRow& row : results_->rows()) {
+    for (const auto& [item, row] : results_->saved()) {
         ++outcome.exportedItems;
         assets.insert(row.item.assetPK);
     }
@@ -343,16 +354,32 @@ ExportOutcome ExportRun::outcomeSoFar() const
     return outcome;
 }
 
-/// False, with `stop_` set, where the folder could not be made a finished one.
-bool ExportRun::endFinished(ExportOutcome& outcome)
+/// The planned files that the next run tries last: what failed on the library's disk, now or earlier.
+std::string ExportRun::filesForTheEnd() const
 {
-    const EndTexts texts{
-        .report = reportText(results_->rows(), outcome.skipped, request_.scan->snapshot),
-        .readMe = readMeFinished(*request_.plan, outcome),
-    };
+    std::set<std::string> files = results_->failedOnDisk();
+    for (std::size_t item = 0; start_.continued && item < request_.plan->items.size(); ++item) {
+        for (const PlannedFile& file : request_.plan->items[item].files) {
+            const bool hasFailed = start_.continued->tryLast.contains(file.relativePath);
+            if (hasFailed && !results_->saved().contains(item)) {
+                files.insert(file.relativePath);
+            }
+        }
+    }
+    std::string lines;
+    for (const std::string& file : files) {
+        lines += file + "\n";
+    }
+    return lines;
+}
+
+/// False, with `stop_` set, where the folder could not be made a finished one.
+bool ExportRun::endFinished(ExportOutcome& outcome, EndTexts texts)
+{
+    texts.readMe = readMeFinished(*request_.plan, outcome);
     const auto finished = steps_->withoutCancel().run(DiskPatience::destinationWrite,
-        [destination = start_.destination, folder = folder_, watch = start_.destinationWatch, texts,
-            libraryName = request_.plan->libraryName](
+        [destination = start_.destination, folder = folder_, watch = start_.destinationWatch,
+            texts = std::move(texts), libraryName = request_.plan->libraryName](
             const std::shared_ptr<Heartbeat>& heartbeat) -> std::expected<std::string, DestinationError> {
             const auto name =
                 finishFolder(*destination, *folder.root, folder, libraryName, texts, *heartbeat);
@@ -370,32 +397,16 @@ bool ExportRun::endFinished(ExportOutcome& outcome)
     return true;
 }
 
-void ExportRun::endUnfinished(ExportOutcome& outcome)
+void ExportRun::endUnfinished(ExportOutcome& outcome, EndTexts texts)
 {
     if (!stop_->destinationAnswers) {
         return;
     }
-    // What was not reached of an earlier run's failures stays at the end.
-    std::set<std::string> tryLast = results_->failedOnDisk();
-    for (std::size_t item = 0; start_.continued && item < request_.plan->items.size(); ++item) {
-        for (const PlannedFile& file : request_.plan->items[item].files) {
-            if (!results_->isSaved(item) && start_.continued->tryLast.contains(file.relativePath)) {
-                tryLast.insert(file.relativePath);
-            }
-        }
-    }
-    const std::string folderName = folder_.finalBase + std::string(bookkeeping::incompleteSuffix);
     const auto* notRead = std::get_if<ExportOutcome::SomeNotRead>(&outcome.state);
-    EndTexts texts{
-        .report = reportText(results_->rows(), outcome.skipped, request_.scan->snapshot),
-        .readMe = readMeWhenStopped(folderName,
-            {.scanReachedEverything = outcome.scanGaps == 0, .notRead = notRead ? notRead->count : 0}),
-    };
-    for (const std::string& path : tryLast) {
-        texts.tryLast += path + "\n";
-    }
+    texts.readMe = readMeWhenStopped(folder_.finalBase + std::string(bookkeeping::incompleteSuffix),
+        {.scanReachedEverything = outcome.scanGaps == 0, .notRead = notRead ? notRead->count : 0});
     const auto left = steps_->withoutCancel().run(DiskPatience::destinationWrite,
-        [root = folder_.root, watch = start_.destinationWatch, texts](
+        [root = folder_.root, watch = start_.destinationWatch, texts = std::move(texts)](
             const std::shared_ptr<Heartbeat>& heartbeat) -> std::expected<Unit, DestinationError> {
             if (const auto written = leaveUnfinished(*root, texts, *heartbeat); !written) {
                 return std::unexpected(destinationError(written.error(), *watch));

@@ -2,6 +2,7 @@
 
 #include "export/EarlierItems.h"
 #include "export/ExportChecks.h"
+#include "export/ExportEnd.h"
 #include "export/RunResults.h"
 
 #include <memory>
@@ -25,14 +26,16 @@ private:
     std::optional<ExportOutcome> begin();
     std::expected<ExportFolder, ExportOutcome::State> openFolder();
     std::optional<RunStop> prepare();
+    void takeStock();
     void save();
     std::optional<CommitGroup> nextGroup();
     bool committed(CommitGroup& group);
 
     ExportOutcome finish();
     void countUnreached();
-    void endUnfinished(ExportOutcome& outcome);
-    bool endFinished(ExportOutcome& outcome);
+    std::string filesForTheEnd() const;
+    void endUnfinished(ExportOutcome& outcome, EndTexts texts);
+    bool endFinished(ExportOutcome& outcome, EndTexts texts);
     ExportOutcome outcomeSoFar() const;
 
     CoreServices services_;

@@ -34,16 +34,18 @@ bool RunResults::takeItem(const SavingItem& item, bool isStopped)
     }
     ReportRow row = isSaved ? rowOf(item) : ReportRow{};
     if (item.earlier && item.earlier->paths.size() > row.paths.size()) {
-        row = *item.earlier; // got less than an earlier run, whose files are still there
-        for (const std::string& path : row.paths) {
+        // It got less than an earlier run, whose files are still there.
+        for (const std::string& path : item.earlier->paths) {
             context_->names->give(path);
         }
-    } else if (!isSaved) {
+        rows_[item.index] = *item.earlier;
         return false;
     }
-    bytesSaved_ += item.isRecorded ? std::accumulate(row.sizes.begin(), row.sizes.end(), std::int64_t{0}) : 0;
-    rows_[item.index] = std::move(row);
-    return true;
+    if (isSaved) {
+        bytesSaved_ += std::accumulate(row.sizes.begin(), row.sizes.end(), std::int64_t{0});
+        rows_[item.index] = std::move(row);
+    }
+    return isSaved;
 }
 
 ReportRow RunResults::rowOf(const SavingItem& item) const
@@ -87,13 +89,14 @@ void RunResults::fillUp(SkipReason reason)
     }
 }
 
-std::vector<ReportRow> RunResults::rows() const
+std::vector<ReportRow> RunResults::takeRows()
 {
     std::vector<ReportRow> rows;
     rows.reserve(rows_.size());
-    for (const auto& [item, row] : rows_) {
-        rows.push_back(row);
+    for (auto& [item, row] : rows_) {
+        rows.push_back(std::move(row));
     }
+    rows_.clear();
     return rows;
 }
 

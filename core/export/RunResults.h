@@ -34,14 +34,16 @@ public:
     /// Gives every item that is neither saved nor skipped this reason.
     void fillUp(SkipReason reason);
 
-    std::vector<ReportRow> rows() const;
+    /// What is saved, by item.
+    const std::map<std::size_t, ReportRow>& saved() const { return rows_; }
+    /// The same for the report; afterwards it is here no more.
+    std::vector<ReportRow> takeRows();
     /// One for each file or item that is not saved, in the plan's order.
     std::vector<SkippedItem> skipped() const;
     std::int64_t curableFailures() const { return curable_; }
     std::int64_t bytesSaved() const { return bytesSaved_; }
     /// Planned paths on which the library's disk failed.
     const std::set<std::string>& failedOnDisk() const { return failedOnDisk_; }
-    bool isSaved(std::size_t item) const { return rows_.contains(item); }
     /// What the user is told of the run, beyond the plan's notes.
     std::vector<std::string> notes(std::int64_t refusedFolders) const;
 

@@ -192,6 +192,20 @@ TEST(ExporterContinuing, countsWhatItDidNotGetToAsSaved)
     EXPECT_EQ(fixture.verify("Lib export (incomplete)").itemsChecked, 3);
 }
 
+TEST(ExporterContinuing, countsWhatIsSavedAlsoWhenItCannotGoOn)
+{
+    ExportFixture fixture;
+    fixture.addTypical();
+    stopAfterItem(fixture, 2);
+    fixture.calls->fail("makeFolderAt", "*/Albums", EIO);
+    const ExportOutcome outcome = fixture.run();
+    EXPECT_EQ(outcome.state,
+        ExportOutcome::State(ExportOutcome::Failed{.reason = "writing failed: Input/output error"}));
+    EXPECT_EQ(outcome.exportedItems, 2);
+    EXPECT_EQ(outcome.skipped.size(), 2U);
+    EXPECT_EQ(fixture.verify("Lib export (incomplete)").itemsChecked, 2);
+}
+
 TEST(ExporterContinuing, startsAnewForAnotherPlan)
 {
     ExportFixture fixture;
