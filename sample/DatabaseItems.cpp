@@ -12,6 +12,7 @@
 #include <chrono>
 #include <cmath>
 #include <cstdlib>
+#include <utility>
 
 namespace vantorel::sample {
 
@@ -221,8 +222,9 @@ void ItemTables::insertResources(std::size_t index)
 void ItemTables::insertFaces(std::size_t first, std::size_t last)
 {
     // Faces of no photo come with the first items.
+    const bool takesRest = !std::exchange(hasFacesOfNoPhoto_, true);
     const auto belongsHere = [&](const FaceRow& face) {
-        return face.item ? *face.item >= first && *face.item < last : first == 0;
+        return face.item ? *face.item >= first && *face.item < last : takesRest;
     };
     for (const FaceRow& face : content_.rows.faces) {
         if (!belongsHere(face)) {

@@ -26,8 +26,8 @@ struct UpdatedModel {
     std::int64_t present;
     std::int64_t earlier;
 };
-constexpr std::array<UpdatedModel, 7> updatedModels{{{13703, 13537}, {14208, 14104}, {15502, 15323},
-    {16502, 16320}, {17600, 17401}, {18600, 18508}, {19320, 19063}}};
+constexpr std::array<UpdatedModel, 8> updatedModels{{{13703, 13537}, {14208, 14104}, {15502, 15323},
+    {16502, 16320}, {17600, 17401}, {18600, 18508}, {19320, 19063}, {270'000'000, 19320}}};
 
 std::string tableDefinition(const Layout::Table& table)
 {

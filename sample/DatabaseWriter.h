@@ -52,7 +52,7 @@ private:
     RowInserter faces_;
     std::int64_t nextResource_ = 1;
     std::int64_t nextBookmark_ = 1;
-    std::size_t nextFace_ = 0;
+    bool hasFacesOfNoPhoto_ = false;
 };
 
 /// The rows that belong to no item: albums, keywords, people, volumes, file types.

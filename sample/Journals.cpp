@@ -259,7 +259,7 @@ void JournalWriter::writeAlbums()
             journal.snapshot.add(whole(album.uuid, std::move(before)));
             JournalRecord record = changed(album.uuid, only(now, {"title"}));
             if (wasFilled) {
-                record.cleared = {"assets"}; // A change and a clearing in one record.
+                record.cleared = {"assets"};
             }
             journal.change.add(record);
             break;
@@ -300,7 +300,9 @@ void JournalWriter::writeFolders()
             Dictionary before = now;
             before.emplace_back("childCollections", PlistValue::Data{uuidBytes(drawnId(removedAlbums, 0))});
             journal.snapshot.add(whole(folder.uuid, std::move(before)));
-            journal.change.add(cleared(folder.uuid, {"childCollections"}));
+            JournalRecord record = changed(folder.uuid, only(now, {"title"}));
+            record.cleared = {"childCollections"}; // A change and a clearing in one record.
+            journal.change.add(record);
         } else if (number++ % 2 == 0) {
             Dictionary before = now;
             replace(before, "title", "new folder");
