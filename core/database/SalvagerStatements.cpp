@@ -157,12 +157,17 @@ bool SalvagerStatements::feed(std::string_view text, const std::function<bool(st
         }
         const char c = text[i];
         if (!hasBegun_) {
+            if (place_ == Place::dotLine) { // its end: a run leads there
+                place_ = Place::plain;
+                from = i + 1;
+                continue;
+            }
             if (isBlank(c)) {
                 from = i + 1;
                 continue;
             }
-            if (c == '.' || place_ == Place::dotLine) {
-                place_ = c == '\n' ? Place::plain : Place::dotLine;
+            if (c == '.') {
+                place_ = Place::dotLine;
                 from = i + 1;
                 continue;
             }
@@ -174,7 +179,7 @@ bool SalvagerStatements::feed(std::string_view text, const std::function<bool(st
             place_ = Place::plain;
             continue;
         case Place::lineComment:
-        case Place::dotLine:
+        case Place::dotLine: // never within a statement
             place_ = Place::plain;
             continue;
         case Place::blockComment:
