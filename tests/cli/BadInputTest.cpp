@@ -127,7 +127,7 @@ const BadLibrary badLibraries[] = {
 };
 
 INSTANTIATE_TEST_SUITE_P(All, BadLibraries, testing::ValuesIn(badLibraries),
-    [](const auto& info) { return std::string(info.param.name); });
+    [](const auto& row) { return std::string(row.param.name); });
 
 struct BadDestination {
     const char* name;
@@ -175,7 +175,7 @@ const BadDestination badDestinations[] = {
 };
 
 INSTANTIATE_TEST_SUITE_P(All, BadDestinations, testing::ValuesIn(badDestinations),
-    [](const auto& info) { return std::string(info.param.name); });
+    [](const auto& row) { return std::string(row.param.name); });
 
 /// A small file system of its own, for the cases that need one; the test is skipped where it may not be
 /// mounted.
