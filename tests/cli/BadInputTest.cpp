@@ -106,8 +106,8 @@ const BadLibrary badLibraries[] = {
         "copyFailed", "its database folder leads outside the library, so it is not read"},
     {"textInsteadOfADatabase", [](const auto& f) { return withDatabase(f, std::string(5000, 'x')); },
         "databaseUnreadable", "The library's database is too damaged to read."},
-    {"emptyDatabase", [](const auto& f) { return withDatabase(f, ""); }, "databaseUnreadable",
-        "The library's database is too damaged to read."},
+    {"emptyDatabase", [](const auto& f) { return withDatabase(f, ""); }, "unknownSchema",
+        "(no Core Data table Z_PRIMARYKEY), so it stops here"},
     {"noCoreDataTables",
         [](const auto& f) {
             const std::string path =
