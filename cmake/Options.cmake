@@ -13,6 +13,9 @@ target_compile_options(vantorel-warnings INTERFACE
 target_compile_options(vantorel-warnings INTERFACE
   $<$<AND:$<CXX_COMPILER_ID:GNU>,$<CONFIG:RelWithDebInfo>>:-Wno-restrict;-Wno-maybe-uninitialized>)
 
+# Newer Clangs complain of a deprecated function inside the standard library's own stable_partition (libstdc++ 12).
+target_compile_options(vantorel-warnings INTERFACE $<$<CXX_COMPILER_ID:Clang>:-Wno-deprecated-declarations>)
+
 add_library(vantorel-sanitizers INTERFACE)
 if(VANTOREL_SANITIZE)
   list(JOIN VANTOREL_SANITIZE "," _sanitize)

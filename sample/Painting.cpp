@@ -251,7 +251,8 @@ void Painter::reflect(float horizon, Colour tint, float share, float ripples)
     const Picture above = picture_;
     const Noise waves(mixedSeed(seed_, 3));
     for (int y = std::max(0, row(horizon)); y < picture_.height(); ++y) {
-        const float down = (static_cast<float>(y) + 0.5F) * point_ - horizon;
+        // The first row may begin above the horizon: by up to half a point, a good deal of a tiny picture.
+        const float down = std::max(0.0F, (static_cast<float>(y) + 0.5F) * point_ - horizon);
         for (int x = 0; x < picture_.width(); ++x) {
             const float across = static_cast<float>(x) * point_;
             const float wave =

@@ -39,7 +39,7 @@ constexpr auto arcTable = makeArcTable();
 
 struct Sha256::State {
     struct Free {
-        void operator()(EVP_MD_CTX* context) const { EVP_MD_CTX_free(context); }
+        void operator()(EVP_MD_CTX* freed) const { EVP_MD_CTX_free(freed); }
     };
     std::unique_ptr<EVP_MD_CTX, Free> context{EVP_MD_CTX_new()};
 };

@@ -15,11 +15,11 @@ using Lines = std::vector<std::string>;
 struct Filled : JournalFixture {
     Filled()
     {
-        write("Asset-snapshot", {whole(1, photo({{"keywords", idList({80})}}))});
-        write("Asset-change", {whole(2, photo())});
-        write("Album-snapshot", {whole(10, collection(2, "Trip", {{"assets", idList({1, 2})}}))});
-        write("Folder-snapshot", {whole(20, {{"kind", 3999}, {"childCollections", idList({10})}})});
-        write("Keyword-change", {whole(80, {{"title", "Sun"}})});
+        write("Asset-snapshot", {wholeRecord(1, photo({{"keywords", idList({80})}}))});
+        write("Asset-change", {wholeRecord(2, photo())});
+        write("Album-snapshot", {wholeRecord(10, collection(2, "Trip", {{"assets", idList({1, 2})}}))});
+        write("Folder-snapshot", {wholeRecord(20, {{"kind", 3999}, {"childCollections", idList({10})}})});
+        write("Keyword-change", {wholeRecord(80, {{"title", "Sun"}})});
     }
 };
 
@@ -86,7 +86,7 @@ TEST(JournalDisk, followsNoLinkOutOfTheLibrary)
 {
     Filled journals;
     const auto asset = journals.pathOf("Asset-snapshot");
-    journals.disk.write("elsewhere.plj", whole(5, photo()));
+    journals.disk.write("elsewhere.plj", wholeRecord(5, photo()));
     std::filesystem::remove(asset);
     journals.remove("Asset");
     std::filesystem::create_symlink(journals.disk / "elsewhere.plj", asset);

@@ -43,7 +43,7 @@ PlistValue idList(const std::vector<int>& numbers)
     return PlistValue::Data{bytes};
 }
 
-std::string whole(int id, Dictionary payload) { return record(Type::whole, id, std::move(payload)); }
+std::string wholeRecord(int id, Dictionary payload) { return record(Type::whole, id, std::move(payload)); }
 
 std::string changed(int id, Dictionary payload, std::vector<std::string> keys)
 {

@@ -27,7 +27,7 @@ std::string idText(int number);
 /// Several, as journals list them.
 PlistValue idList(const std::vector<int>& numbers);
 
-std::string whole(int id, Dictionary payload);
+std::string wholeRecord(int id, Dictionary payload);
 std::string changed(int id, Dictionary payload, std::vector<std::string> cleared = {});
 std::string cleared(int id, std::vector<std::string> keys);
 std::string removed(int id);

@@ -33,7 +33,7 @@ std::string afterwards(const Records& records)
 TEST(JournalApplication, followsTheOrderOfTheRecords)
 {
     const std::string first =
-        whole(1, {{"filename", "a.jpeg"}, {"title", "A"}, {"hidden", true}, {"keywords", idList({5, 6})}});
+        wholeRecord(1, {{"filename", "a.jpeg"}, {"title", "A"}, {"hidden", true}, {"keywords", idList({5, 6})}});
     struct Row {
         const char* what;
         Records records;
@@ -41,17 +41,17 @@ TEST(JournalApplication, followsTheOrderOfTheRecords)
     };
     const std::vector<Row> rows{
         {"a whole record", {first}, "a.jpeg A hidden 2"},
-        {"a whole one replaces", {first, whole(1, {{"filename", "b.jpeg"}})}, "b.jpeg - shown 0"},
+        {"a whole one replaces", {first, wholeRecord(1, {{"filename", "b.jpeg"}})}, "b.jpeg - shown 0"},
         {"a change merges", {first, changed(1, {{"title", "B"}})}, "a.jpeg B hidden 2"},
         {"a change clears too", {first, changed(1, {{"title", "B"}}, {"keywords"})}, "a.jpeg B hidden 0"},
         {"a clearing", {first, cleared(1, {"title", "hidden", "hdrGain"})}, "a.jpeg - shown 2"},
         {"a removal", {first, removed(1)}, ""},
         {"a removal, then a change", {first, removed(1), changed(1, {{"title", "B"}})},
             "- B shown 0 partial"},
-        {"a removal, then a whole one", {first, removed(1), whole(1, {{"filename", "b.jpeg"}})},
+        {"a removal, then a whole one", {first, removed(1), wholeRecord(1, {{"filename", "b.jpeg"}})},
             "b.jpeg - shown 0"},
         {"a removal of another", {first, removed(2)}, "a.jpeg A hidden 2"},
-        {"a whole one that lacks what all have merges", {first, whole(1, {{"title", "B"}})},
+        {"a whole one that lacks what all have merges", {first, wholeRecord(1, {{"title", "B"}})},
             "a.jpeg B hidden 2"},
         {"an empty dictionary", {first, changed(1, {})}, "a.jpeg A hidden 2"},
         {"an empty dictionary that clears", {first, changed(1, {}, {"title"})}, "a.jpeg - hidden 2"},
@@ -62,10 +62,10 @@ TEST(JournalApplication, followsTheOrderOfTheRecords)
             "a.jpeg B hidden 2"},
         {"an empty title", {first, changed(1, {{"title", ""}})}, "a.jpeg - hidden 2"},
         {"a title that is a number", {first, changed(1, {{"title", 5}})}, "a.jpeg - hidden 2"},
-        {"yes as a number", {whole(1, {{"filename", "a.jpeg"}, {"hidden", 1}})}, "a.jpeg - hidden 0"},
-        {"yes as a real number", {whole(1, {{"filename", "a.jpeg"}, {"hidden", 0.5}})}, "a.jpeg - hidden 0"},
+        {"yes as a number", {wholeRecord(1, {{"filename", "a.jpeg"}, {"hidden", 1}})}, "a.jpeg - hidden 0"},
+        {"yes as a real number", {wholeRecord(1, {{"filename", "a.jpeg"}, {"hidden", 0.5}})}, "a.jpeg - hidden 0"},
         {"no as a number", {first, changed(1, {{"hidden", 0}})}, "a.jpeg A shown 2"},
-        {"a cut list", {whole(1, {{"filename", "a"}, {"keywords", PlistValue::Data{idBytes(5) + "abc"}}})},
+        {"a cut list", {wholeRecord(1, {{"filename", "a"}, {"keywords", PlistValue::Data{idBytes(5) + "abc"}}})},
             "a - shown 1"},
     };
     for (const Row& row : rows) {

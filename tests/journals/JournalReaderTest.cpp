@@ -144,9 +144,9 @@ TEST(JournalAssets, haveTheValuesOfTheirKeys)
     };
     for (const Row& row : rows) {
         JournalFixture journals;
-        journals.write("Keyword-snapshot", {whole(81, {{"title", "Sun"}}), whole(82, {{"title", "Beach"}})});
-        journals.write("FileSystemVolume-change", {whole(90, {{"name", "Old disk"}})});
-        journals.write("Asset-snapshot", {whole(1, photo(row.keys))});
+        journals.write("Keyword-snapshot", {wholeRecord(81, {{"title", "Sun"}}), wholeRecord(82, {{"title", "Beach"}})});
+        journals.write("FileSystemVolume-change", {wholeRecord(90, {{"name", "Old disk"}})});
+        journals.write("Asset-snapshot", {wholeRecord(1, photo(row.keys))});
         Asset expected = plainAsset(1);
         row.change(expected);
         EXPECT_EQ(journals.result().assets, std::vector<Asset>{expected}) << row.what;
@@ -159,9 +159,9 @@ TEST(JournalAssets, areLeftOutWhereTheirFileCannotLie)
         {"A", "a/b"}, {"A", std::string("a\0b", 3)}, {"..", "a"}, {"A/..", "a"}, {"/Users/../etc", "a"},
         {"/Users", "../a"}, {"A//B", "a"}};
     JournalFixture journals;
-    std::vector<std::string> records{whole(1, photo())};
+    std::vector<std::string> records{wholeRecord(1, photo())};
     for (std::size_t i = 0; i < places.size(); ++i) {
-        records.push_back(whole(static_cast<int>(i) + 10,
+        records.push_back(wholeRecord(static_cast<int>(i) + 10,
             photo({{"directory", places[i].first}, {"filename", places[i].second}})));
     }
     records.push_back(changed(40, {{"title", "of a photo whose record is lost"}}));
@@ -186,7 +186,7 @@ TEST(JournalAssets, putTogetherFromChangesLackWhatTheirRecordHeld)
 TEST(JournalReading, describesAnIntactLibrary)
 {
     JournalFixture journals;
-    journals.write("Asset-snapshot", {whole(1, photo()), whole(2, photo()), whole(3, photo())});
+    journals.write("Asset-snapshot", {wholeRecord(1, photo()), wholeRecord(2, photo()), wholeRecord(3, photo())});
     journals.write("Asset-change", {removed(2)});
     journals.write("MigrationHistory-change",
         {sample::journalBytes(
@@ -213,8 +213,8 @@ TEST(JournalReading, namesTheJournalsThatAreNotThere)
 {
     const auto without = [](const std::vector<std::string>& kinds) {
         JournalFixture journals;
-        journals.write("Asset-snapshot", {whole(1, photo({{"keywords", idList({80})}}))});
-        journals.write("Album-snapshot", {whole(2, collection(2, "Trip", {{"assets", idList({1})}}))});
+        journals.write("Asset-snapshot", {wholeRecord(1, photo({{"keywords", idList({80})}}))});
+        journals.write("Album-snapshot", {wholeRecord(2, collection(2, "Trip", {{"assets", idList({1})}}))});
         for (const std::string& kind : kinds) {
             journals.remove(kind);
         }
@@ -242,10 +242,10 @@ TEST(JournalReading, namesTheJournalsThatAreNotThere)
 TEST(JournalReading, tellsPartialDamageWithItsAmount)
 {
     JournalFixture journals;
-    std::string broken = whole(2, photo());
+    std::string broken = wholeRecord(2, photo());
     broken.back() = static_cast<char>(broken.back() ^ 1);
-    journals.write("Asset-snapshot", {whole(1, photo()), broken, whole(3, photo())});
-    journals.write("Keyword-change", {"rubbish", whole(80, {{"title", "Sun"}})});
+    journals.write("Asset-snapshot", {wholeRecord(1, photo()), broken, wholeRecord(3, photo())});
+    journals.write("Keyword-change", {"rubbish", wholeRecord(80, {{"title", "Sun"}})});
     const auto result = journals.result();
     EXPECT_EQ(result.assets.size(), 2U);
     const auto bytes = static_cast<std::int64_t>(broken.size()) + 7;
@@ -270,14 +270,14 @@ TEST(JournalReading, failsOnlyWhereThereIsNoPhotoForAReason)
             Failure::damaged},
         {"all removed",
             [](JournalFixture& journals) {
-                journals.write("Asset-snapshot", {whole(1, photo())});
+                journals.write("Asset-snapshot", {wholeRecord(1, photo())});
                 journals.write("Asset-change", {removed(1)});
             },
             std::nullopt},
         {"rubbish beside a photo",
             [](JournalFixture& journals) {
                 journals.write("Asset-snapshot", {"@rubbish"});
-                journals.write("Asset-change", {whole(1, photo())});
+                journals.write("Asset-change", {wholeRecord(1, photo())});
             },
             std::nullopt},
     };
@@ -297,19 +297,19 @@ TEST(JournalReading, failsOnlyWhereThereIsNoPhotoForAReason)
 TEST(JournalAlbums, formATreeInTheOrderOfTheirFolders)
 {
     JournalFixture journals;
-    journals.write("Asset-snapshot", {whole(1, photo()), whole(2, photo()), whole(3, photo())});
+    journals.write("Asset-snapshot", {wholeRecord(1, photo()), wholeRecord(2, photo()), wholeRecord(3, photo())});
     journals.write("Album-snapshot",
-        {whole(11, collection(2, "Second", {{"assets", idList({3, 1, 70, 3})}})),
-            whole(12, collection(2, "First")), whole(13, collection(2, "Deep", {{"assets", idList({2})}})),
-            whole(14, collection(2, "Thrown away", {{"inTrash", true}}))});
+        {wholeRecord(11, collection(2, "Second", {{"assets", idList({3, 1, 70, 3})}})),
+            wholeRecord(12, collection(2, "First")), wholeRecord(13, collection(2, "Deep", {{"assets", idList({2})}})),
+            wholeRecord(14, collection(2, "Thrown away", {{"inTrash", true}}))});
     journals.write("Folder-snapshot",
-        {whole(20, {{"kind", 3999}, {"childCollections", idList({12, 21, 11, 41})}}),
-            whole(21, collection(4000, "Folder", {{"childCollections", idList({42, 13, 12})}})),
-            whole(22, {{"kind", 3998}, {"childCollections", idList({51})}})});
+        {wholeRecord(20, {{"kind", 3999}, {"childCollections", idList({12, 21, 11, 41})}}),
+            wholeRecord(21, collection(4000, "Folder", {{"childCollections", idList({42, 13, 12})}})),
+            wholeRecord(22, {{"kind", 3998}, {"childCollections", idList({51})}})});
     journals.write("FetchingAlbum-snapshot",
-        {whole(41, collection(1507, "Rule")), whole(42, collection(1507, "Old rule"))});
+        {wholeRecord(41, collection(1507, "Rule")), wholeRecord(42, collection(1507, "Old rule"))});
     journals.write("FetchingAlbum-change", {removed(42)});
-    journals.write("ProjectAlbum-change", {whole(51, collection(1508, "Slides", {{"assets", idList({1})}}))});
+    journals.write("ProjectAlbum-change", {wholeRecord(51, collection(1508, "Slides", {{"assets", idList({1})}}))});
     journals.write("Folder-change", {changed(21, {{"childCollections", idList({13, 12})}})});
     const auto result = journals.result();
     EXPECT_EQ(described(result),
@@ -330,10 +330,10 @@ TEST(JournalAlbums, standAtTheTopWhenTheirFolderIsLost)
         Lines told;
     };
     const auto root = [](const std::vector<int>& children) {
-        return whole(20, {{"kind", 3999}, {"childCollections", idList(children)}});
+        return wholeRecord(20, {{"kind", 3999}, {"childCollections", idList(children)}});
     };
     const auto folder = [](int id, const char* title, const std::vector<int>& children) {
-        return whole(id, collection(4000, title, {{"childCollections", idList(children)}}));
+        return wholeRecord(id, collection(4000, title, {{"childCollections", idList(children)}}));
     };
     const std::string lost =
         " albums or folders lost the folder they were in and are shown at the top level.";
@@ -352,13 +352,13 @@ TEST(JournalAlbums, standAtTheTopWhenTheirFolderIsLost)
             {"1" + lost}},
         {"in a deleted folder",
             {root({}),
-                whole(30, collection(4000, "F", {{"inTrash", true}, {"childCollections", idList({11})}}))},
+                wholeRecord(30, collection(4000, "F", {{"inTrash", true}, {"childCollections", idList({11})}}))},
             {"- root", "F folder deleted", "A album in F"}, {}},
     };
     for (const Row& row : rows) {
         JournalFixture journals;
-        journals.write("Asset-snapshot", {whole(1, photo())});
-        journals.write("Album-snapshot", {whole(11, collection(2, "A"))});
+        journals.write("Asset-snapshot", {wholeRecord(1, photo())});
+        journals.write("Album-snapshot", {wholeRecord(11, collection(2, "A"))});
         journals.write("Folder-change", row.folders);
         const auto result = journals.result();
         EXPECT_EQ(described(result), row.albums) << row.what;

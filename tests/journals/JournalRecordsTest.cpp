@@ -146,12 +146,12 @@ TEST(JournalRecordWalk, namesMigrationsByNumbers)
 const std::vector<std::string>& smallFile()
 {
     static const std::vector<std::string> records{
-        whole(1, photo({{"title", "One @ two"}})),
+        wholeRecord(1, photo({{"title", "One @ two"}})),
         changed(2, {{"favorite", 1}}),
         cleared(3, {"keywords"}),
         removed(4),
         changed(5, {{"title", "x"}}, {"keywords", "description"}),
-        whole(6, photo({{"description", "end"}})),
+        wholeRecord(6, photo({{"description", "end"}})),
     };
     return records;
 }
@@ -252,12 +252,12 @@ TEST(JournalRecordWalk, findsRecordsAmongHeadersThatAllClaimTheWholeFile)
     for (int i = 0; i < count; ++i) {
         bytes += withPayload("", (count - static_cast<std::uint64_t>(i)) * each - each, 0xFFFFFFFF);
         if (i % 4000 == 3999) {
-            bytes += whole(i / 4000, photo());
+            bytes += wholeRecord(i / 4000, photo());
         }
     }
     const Walked found = walked(bytes);
     EXPECT_EQ(found.records.size(), 5U);
-    EXPECT_EQ(found.walk.lostBytes, static_cast<std::int64_t>(bytes.size() - 5 * whole(1, photo()).size()));
+    EXPECT_EQ(found.walk.lostBytes, static_cast<std::int64_t>(bytes.size() - 5 * wholeRecord(1, photo()).size()));
 }
 
 TEST(JournalRecordWalk, stopsWhenItIsCancelled)
