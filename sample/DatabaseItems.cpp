@@ -94,6 +94,7 @@ void ItemTables::insertAsset(std::size_t index)
     const auto trashed = item.isTrashed ? std::optional(added + month) : std::nullopt;
     const auto edited = item.hasEdits ? std::optional(added + 3600) : std::nullopt;
     const auto published = item.isSharedAlbumItem ? std::optional(added + 60) : std::nullopt;
+    const auto burst = item.isUnpickedBurstFrame ? std::optional(drawnUuid(random)) : std::nullopt;
     const double latitude = item.latitude.value_or(noPlace);
     const double longitude = item.longitude.value_or(noPlace);
     assets_.insert({{"Z_PK", row.pk}, {"Z_ENT", content_.layout.number("Asset")}, {"Z_OPT", 3},
@@ -104,13 +105,14 @@ void ItemTables::insertAsset(std::size_t index)
         {"ZKIND", item.kind == SampleItem::Kind::video}, {"ZKINDSUBTYPE", row.kindSubtype},
         {"ZPLAYBACKSTYLE", playbackStyle(item)}, {"ZSAVEDASSETTYPE", row.savedAssetType},
         {"ZLATITUDE", latitude}, {"ZLONGITUDE", longitude},
-        {"ZVISIBILITYSTATE", item.isSharedAlbumItem ? 2 : 0}, {"ZDUPLICATEASSETVISIBILITYSTATE", 0},
-        {"ZCOMPLETE", 1}, {"ZCLOUDLOCALSTATE", row.isInCloud()}, {"ZCLOUDDELETESTATE", 0},
-        {"ZCLOUDPLACEHOLDERKIND", 0}, {"ZCLOUDBATCHPUBLISHDATE", published},
+        {"ZVISIBILITYSTATE", item.isSharedAlbumItem || item.isUnpickedBurstFrame ? 2 : 0},
+        {"ZDUPLICATEASSETVISIBILITYSTATE", 0}, {"ZCOMPLETE", 1}, {"ZCLOUDLOCALSTATE", row.isInCloud()},
+        {"ZCLOUDDELETESTATE", 0}, {"ZCLOUDPLACEHOLDERKIND", 0}, {"ZCLOUDBATCHPUBLISHDATE", published},
         {"ZCLOUDASSETGUID", drawnUuid(random)}, {"ZADDITIONALATTRIBUTES", row.attributesPk},
         {"ZEXTENDEDATTRIBUTES", row.pk}, {"ZMASTER", key(row.cloudMasterPk)},
-        {"ZIMPORTSESSION", content_.rows.importSessions[row.importSession]}, {"ZAVALANCHEPICKTYPE", 0},
-        {"ZAVALANCHEKIND", 0}, {"ZWIDTH", row.width}, {"ZHEIGHT", row.height}, {"ZORIENTATION", 1},
+        {"ZIMPORTSESSION", content_.rows.importSessions[row.importSession]}, {"ZAVALANCHEUUID", burst},
+        {"ZAVALANCHEPICKTYPE", item.isUnpickedBurstFrame ? 2 : 0}, {"ZAVALANCHEKIND", 0},
+        {"ZWIDTH", row.width}, {"ZHEIGHT", row.height}, {"ZORIENTATION", 1},
         {"ZDURATION", item.kind == SampleItem::Kind::video ? 1.0 : 0.0},
         {"ZUNIFORMTYPEIDENTIFIER", fileTypes[fileTypeIndex(item.extension)].identifier},
         {"ZHASADJUSTMENTS", item.hasEdits}, {"ZADJUSTMENTSSTATE", row.adjustmentsState},
@@ -234,8 +236,8 @@ void ItemTables::insertFaces(std::size_t first, std::size_t last)
         const auto personPk =
             face.person ? std::optional(content_.rows.people.at(*face.person).pk) : std::nullopt;
         const SampleItem* item = face.item ? &content_.plan.items[*face.item] : nullptr;
-        const bool isVisible =
-            item != nullptr && !item->isTrashed && !item->isHidden && !item->isSharedAlbumItem;
+        const bool isVisible = item != nullptr && !item->isTrashed && !item->isHidden
+            && !item->isSharedAlbumItem && !item->isUnpickedBurstFrame;
         faces_.insert({{"Z_PK", face.pk}, {"Z_ENT", content_.layout.number("DetectedFace")}, {"Z_OPT", 2},
             {"ZASSET", assetPk},
             {assetNumberColumn_, face.item ? std::optional(content_.layout.number("Asset")) : std::nullopt},

@@ -135,8 +135,9 @@ PlistValue::Dictionary assetPayload(const LibraryContent& content, std::size_t i
         {"kind", item.kind == SampleItem::Kind::video ? 1 : 0}, {"kindSubtype", row.kindSubtype},
         {"savedAssetType", row.savedAssetType}, {"favorite", flagValue(item.isFavorite, version)},
         {"hidden", flagValue(item.isHidden, version)}, {"inTrash", PlistValue(item.isTrashed)},
-        {"visibilityState", 0}, {"width", row.width}, {"height", row.height}, {"orientation", 1},
-        {"complete", flagValue(true, version)}, {"avalanchePickType", 0}, {"importedBy", 3},
+        {"visibilityState", item.isUnpickedBurstFrame ? 2 : 0}, {"width", row.width}, {"height", row.height},
+        {"orientation", 1}, {"complete", flagValue(true, version)},
+        {"avalanchePickType", item.isUnpickedBurstFrame ? 2 : 0}, {"importedBy", 3},
         {"uti", std::string(fileTypes[fileTypeIndex(item.extension)].identifier)},
         {"resources", resourceEntries(content, index, version)}};
     addDate(payload, "dateCreated", row.created);

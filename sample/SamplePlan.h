@@ -22,11 +22,6 @@ struct SamplePerson {
 
 struct SampleItem {
     enum class Kind { photo, video };
-    enum class Content {
-        jpeg,
-        png,
-        movie
-    }; ///< Of the original; extensions may differ (a "heic" that is no JPEG is not drawn).
 
     std::string uuid{}; ///< Empty: made from the seed and the index.
     Kind kind = Kind::photo;
@@ -59,7 +54,8 @@ struct SampleItem {
     std::optional<double> longitude{};
     int width = 0; ///< Pixels of the drawn picture; 0: the plan's default.
     int height = 0;
-    bool isPortrait = false; ///< Drawn with width and height exchanged.
+    bool isUnpickedBurstFrame = false; ///< Not shown by Photos; its original is there all the same.
+    bool isPortrait = false;           ///< Drawn with width and height exchanged.
 };
 
 struct SampleAlbum {

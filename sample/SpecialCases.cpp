@@ -109,7 +109,10 @@ constexpr std::array<Change, 40> cases{
     },
     [](SampleItem& item) { item.originalFileName = "Larkhaven 1/2: the pier.jpg"; },
     [](SampleItem& item) { item.originalFileName = "Harbour.JPG"; },
-    [](SampleItem& item) { item.originalFileName = "harbour.jpg"; },
+    [](SampleItem& item) {
+        item.originalFileName = "harbour.jpg";
+        item.isUnpickedBurstFrame = true;
+    },
     [](SampleItem& item) { item.originalFileName = "Caf\u00e9 Zo\u00eb.jpg"; },
     [](SampleItem& item) { item.originalFileName = "Cafe\u0301 Zoe\u0308.jpg"; },
     [](SampleItem& item) {

@@ -9,6 +9,9 @@
 
 namespace {
 
+/// The exit statuses of Vantorel's other programs.
+constexpr int wrongUsage = 2;
+constexpr int notWritten = 3;
 /// Up to how many items the pictures are as large as on a screen, unless told otherwise.
 constexpr std::size_t fewItems = 500;
 constexpr std::size_t screenWidth = 800;
@@ -22,7 +25,8 @@ int main(int argc, char** argv)
     CLI::App app(
         "Writes a photo library as Photos would have left it, with pictures that are drawn for it: for "
         "trying "
-        "Vantorel, for its tests and its benchmarks. The same seed gives the same library, byte for byte.");
+        "Vantorel, for its tests and its benchmarks. The same seed gives the same library, byte for byte.",
+        "vantorel-sample");
     std::string folder;
     std::size_t assets = 120;
     std::size_t pictureWidth = 0;
@@ -52,7 +56,11 @@ int main(int argc, char** argv)
         "Files share a few hundred contents (as above 5,000 photos without being told)");
     app.add_flag("--no-hard-links", noHardLinks, "Every file of its own, whatever their number")
         ->excludes(linked);
-    CLI11_PARSE(app, argc, argv);
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError& mistake) {
+        return app.exit(mistake) == 0 ? 0 : wrongUsage; // Help is no mistake.
+    }
 
     options.withJournals = !noJournals;
     options.withLog = !noLog;
@@ -72,6 +80,6 @@ int main(int argc, char** argv)
         return 0;
     } catch (const std::exception& failure) {
         fmt::print(stderr, "{}\n", failure.what());
-        return 3;
+        return notWritten;
     }
 }
