@@ -65,7 +65,7 @@ std::optional<std::string> textAt(const SQLiteRow& row, int column)
 /// Finds where each album stands.
 class Places {
 public:
-    Places(ReadState& state, AlbumTree& tree)
+    Places(ReadState& state, AlbumLinks& tree)
         : state_(state)
         , tree_(tree)
     {
@@ -108,12 +108,12 @@ private:
     }
 
     ReadState& state_;
-    AlbumTree& tree_;
+    AlbumLinks& tree_;
 };
 
 } // namespace
 
-void readAlbumRows(ReadState& state, AlbumTree& tree, const DatabaseSteps::Worker& worker)
+void readAlbumRows(ReadState& state, AlbumLinks& tree, const DatabaseSteps::Worker& worker)
 {
     const std::string& table = state.schema.albumTable.value();
     RowCounter rows(state, table, worker.rows);
@@ -141,7 +141,7 @@ void readAlbumRows(ReadState& state, AlbumTree& tree, const DatabaseSteps::Worke
         {}, take);
 }
 
-void settleFolders(ReadState& state, AlbumTree& tree)
+void settleFolders(ReadState& state, AlbumLinks& tree)
 {
     auto& albums = state.snapshot.albums;
     const auto indexAlbums = [&] {
@@ -167,7 +167,7 @@ void settleFolders(ReadState& state, AlbumTree& tree)
     std::vector<AlbumFacts>().swap(tree.facts);
 }
 
-void readAlbumLinks(ReadState& state, AlbumTree& tree, const DatabaseSteps::Worker& worker)
+void readAlbumLinks(ReadState& state, AlbumLinks& tree, const DatabaseSteps::Worker& worker)
 {
     const ResolvedSchema::Join& join = state.schema.albumJoin.value();
     RowCounter rows(state, join.table, worker.rows);
@@ -190,7 +190,7 @@ void readAlbumLinks(ReadState& state, AlbumTree& tree, const DatabaseSteps::Work
         });
 }
 
-void settleEntries(ReadState& state, AlbumTree& tree)
+void settleEntries(ReadState& state, AlbumLinks& tree)
 {
     auto& albums = state.snapshot.albums;
     auto& assets = state.snapshot.assets;

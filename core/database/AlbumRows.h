@@ -22,7 +22,7 @@ struct AlbumLink {
     std::int64_t asset = 0; ///< Row id.
 };
 
-struct AlbumTree {
+struct AlbumLinks {
     std::vector<AlbumFacts> facts{};
     std::vector<AlbumLink> links{};
     std::vector<std::size_t> assetsWithLostAlbum{};
@@ -30,12 +30,12 @@ struct AlbumTree {
 };
 
 /// Reads albums and folders. A row whose kind cannot be told is left out and counted.
-void readAlbumRows(ReadState& state, AlbumTree& tree, const DatabaseSteps::Worker& worker);
+void readAlbumRows(ReadState& state, AlbumLinks& tree, const DatabaseSteps::Worker& worker);
 /// Puts the albums into the order of their folders, each folder before what it holds, and gives each the
 /// folder that holds it. Who lost its folder, or is held by itself, is at the top.
-void settleFolders(ReadState& state, AlbumTree& tree);
-void readAlbumLinks(ReadState& state, AlbumTree& tree, const DatabaseSteps::Worker& worker);
+void settleFolders(ReadState& state, AlbumLinks& tree);
+void readAlbumLinks(ReadState& state, AlbumLinks& tree, const DatabaseSteps::Worker& worker);
 /// Gives the albums their assets in order, and the assets their albums.
-void settleEntries(ReadState& state, AlbumTree& tree);
+void settleEntries(ReadState& state, AlbumLinks& tree);
 
 } // namespace vantorel

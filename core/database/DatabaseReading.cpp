@@ -46,7 +46,7 @@ struct Gathered {
     CaptionLinks captions;
     KeywordTitles keywords;
     PersonNames people;
-    AlbumTree albums;
+    AlbumLinks albums;
 };
 
 class Reading {

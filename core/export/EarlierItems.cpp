@@ -19,15 +19,15 @@ bool isInBookkeeping(const std::string& path)
 /// Whether a journal's line can be about the item: written for this plan, by a run like this one.
 bool fits(const JournalEntry& entry, const PlannedItem& item)
 {
-    const bool isAnyInBookkeeping =
-        std::ranges::any_of(entry.files, [](const JournalFile& file) { return isInBookkeeping(file.path); });
+    const bool isAnyInBookkeeping = std::ranges::any_of(
+        entry.files, [](const ExportJournalFile& file) { return isInBookkeeping(file.path); });
     return entry.files.size() <= item.files.size() && !isAnyInBookkeeping && !isInBookkeeping(entry.sidecar);
 }
 
 ReportRow rowOf(const PlannedItem& item, const JournalEntry& entry)
 {
     ReportRow row{.item = item, .sidecar = entry.sidecar};
-    for (const JournalFile& file : entry.files) {
+    for (const ExportJournalFile& file : entry.files) {
         row.hashes.push_back(file.sha256);
         row.paths.push_back(file.path);
         row.sizes.push_back(file.size);
@@ -51,7 +51,7 @@ struct EarlierCheck {
         heartbeat = beating;
         const PlannedItem& plan = context->plan->items[item];
         std::vector<Found> found;
-        for (const JournalFile& file : entry.files) {
+        for (const ExportJournalFile& file : entry.files) {
             const auto looked = lookedAt(file);
             if (!looked) {
                 return std::unexpected(looked.error());
@@ -68,7 +68,7 @@ struct EarlierCheck {
         }
         checked.state = EarlierItems::Checked::State::partly;
         // The fresh copies of what is there already may replace it.
-        for (const JournalFile& file : entry.files) {
+        for (const ExportJournalFile& file : entry.files) {
             if (isPlannedPath(file.path)) {
                 context->names->takeBack(file.path);
             }
@@ -85,7 +85,7 @@ private:
         return std::ranges::find(planned.files, path) != planned.files.end();
     }
 
-    std::expected<Found, DestinationError> lookedAt(const JournalFile& file) const
+    std::expected<Found, DestinationError> lookedAt(const ExportJournalFile& file) const
     {
         const auto digest = coldDigest({.root = context->root,
             .relative = file.path,
@@ -206,7 +206,7 @@ EarlierItems::EarlierItems(
         if (found == byKey.end() || !fits(*found->second, planned)) {
             continue;
         }
-        for (const JournalFile& file : found->second->files) {
+        for (const ExportJournalFile& file : found->second->files) {
             context_->names->give(file.path);
         }
         context_->names->give(found->second->sidecar);

@@ -45,7 +45,7 @@ struct Listed {
 ReportedItem itemOf(const JournalEntry& entry)
 {
     ReportedItem item{.sidecar = entry.sidecar};
-    for (const JournalFile& file : entry.files) {
+    for (const ExportJournalFile& file : entry.files) {
         item.files.push_back(file.path);
         item.sizes.push_back(file.size);
         item.hashes.push_back(file.sha256);

@@ -117,7 +117,7 @@ bool isDigest(std::string_view digest)
     return digest.size() == 64 && digest.find_first_not_of("0123456789abcdef") == std::string_view::npos;
 }
 
-std::optional<JournalFile> journalFile(const Json& json)
+std::optional<ExportJournalFile> journalFile(const Json& json)
 {
     if (!json.is_object()) {
         return std::nullopt;
@@ -128,7 +128,7 @@ std::optional<JournalFile> journalFile(const Json& json)
     if (!path || !isPath(*path) || !size || !digest || !isDigest(*digest)) {
         return std::nullopt;
     }
-    return JournalFile{.path = std::move(*path), .size = *size, .sha256 = std::move(*digest)};
+    return ExportJournalFile{.path = std::move(*path), .size = *size, .sha256 = std::move(*digest)};
 }
 
 std::optional<JournalEntry> journalEntry(std::string_view line)

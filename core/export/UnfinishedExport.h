@@ -43,18 +43,18 @@ struct ExportState {
     bool operator==(const ExportState&) const = default;
 };
 
-struct JournalFile {
+struct ExportJournalFile {
     std::string path{};
     std::int64_t size = 0;
     std::string sha256{};
 
-    bool operator==(const JournalFile&) const = default;
+    bool operator==(const ExportJournalFile&) const = default;
 };
 
 /// One line of journal.jsonl: one saved item. `key` is the planned path of its main file.
 struct JournalEntry {
     std::string key{};
-    std::vector<JournalFile> files{};
+    std::vector<ExportJournalFile> files{};
     std::string sidecar{};
 
     bool operator==(const JournalEntry&) const = default;

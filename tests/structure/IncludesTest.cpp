@@ -107,5 +107,27 @@ TEST(Modules, haveEverySourceInTheBuild)
     }
 }
 
+/// Two types of one name make one linker symbol of two destructors: the compiler says nothing, memory goes
+/// astray.
+TEST(Headers, defineNoTypeTwice)
+{
+    const std::regex definition(R"re(^(?:struct|class|enum class) (\w+)(?: final)?(?: :[^:;].*)?\s*\{?$)re");
+    std::map<std::string, std::set<std::string>> places;
+    for (const auto& file : sourcesOf(tree / "core")) {
+        if (file.extension() != ".h") {
+            continue;
+        }
+        for (const std::string& line : linesOf(file)) {
+            if (std::smatch match; std::regex_match(line, match, definition)) {
+                places[match[1]].insert(fs::relative(file, tree).string());
+            }
+        }
+    }
+    EXPECT_GT(places.size(), 100U);
+    for (const auto& [name, files] : places) {
+        EXPECT_EQ(files.size(), 1U) << name << " in " << *files.begin() << " and " << *files.rbegin();
+    }
+}
+
 } // namespace
 } // namespace vantorel
