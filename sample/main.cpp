@@ -1,3 +1,4 @@
+#include "sample/Damage.h"
 #include "sample/SampleLibrary.h"
 
 #include <CLI/CLI.hpp>
@@ -5,9 +6,13 @@
 
 #include <cstdio>
 #include <exception>
+#include <map>
 #include <string>
+#include <vector>
 
 namespace {
+
+using vantorel::sample::Damage;
 
 /// The exit statuses of Vantorel's other programs.
 constexpr int wrongUsage = 2;
@@ -17,6 +22,27 @@ constexpr std::size_t fewItems = 500;
 constexpr std::size_t screenWidth = 800;
 /// From how many items on pictures share a few files, unless told otherwise.
 constexpr std::size_t manyItems = 5'000;
+
+/// What stands below the options.
+std::string damageHelp()
+{
+    std::string text = "KIND of --damage is one of these; several are done in this order:\n";
+    for (const auto& [kind, name] : vantorel::sample::damageNames) {
+        text += fmt::format("  {:<19} {}\n", name, vantorel::nameIn(vantorel::sample::damageTexts, kind));
+    }
+    return text
+        + "Damage of pages that the \"-wal\" file holds too would not be seen: where most are, it is merged "
+          "into the\ndatabase first. What nobody may read or open, the administrator still may.\n";
+}
+
+std::map<std::string, Damage> damageByName()
+{
+    std::map<std::string, Damage> byName;
+    for (const auto& [kind, name] : vantorel::sample::damageNames) {
+        byName.emplace(name, kind);
+    }
+    return byName;
+}
 
 } // namespace
 
@@ -34,6 +60,7 @@ int main(int argc, char** argv)
     bool noLog = false;
     bool hardLinks = false;
     bool noHardLinks = false;
+    std::vector<Damage> damage;
     vantorel::sample::WriteOptions options;
     app.add_option("FOLDER", folder, "The library to make, \"Name.photoslibrary\"; must not be there yet")
         ->required();
@@ -56,6 +83,12 @@ int main(int argc, char** argv)
         "Files share a few hundred contents (as above 5,000 photos without being told)");
     app.add_flag("--no-hard-links", noHardLinks, "Every file of its own, whatever their number")
         ->excludes(linked);
+    app.add_option("--damage", damage, "What is wrong with the library; may be given several times")
+        ->expected(1)
+        ->take_all()
+        ->transform(CLI::CheckedTransformer(damageByName()).description(""))
+        ->type_name("KIND");
+    app.footer(damageHelp());
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& mistake) {
@@ -75,6 +108,7 @@ int main(int argc, char** argv)
             plan.pictureHeight = static_cast<int>(pictureWidth * 3 / 4);
         }
         vantorel::sample::writeLibrary(plan, options, folder);
+        vantorel::sample::damageLibrary(folder, damage, options.seed);
         fmt::print("{} with {} photos and videos and {} albums and folders.\n", folder, plan.items.size(),
             plan.albums.size());
         return 0;

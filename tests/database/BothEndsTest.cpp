@@ -1,6 +1,6 @@
 #include "database/BothEnds.h"
 #include "DatabaseBuilder.h"
-#include "SalvagerFixture.h"
+#include "sample/DatabasePages.h"
 #include "support/TemporaryFolder.h"
 
 #include <gtest/gtest.h>
@@ -11,6 +11,8 @@
 
 namespace vantorel {
 namespace {
+
+using Pages = sample::DatabasePages;
 
 /// A table of 400 rows, keys 2, 4, 6, ..., some ten to a page.
 class BothEnds : public testing::Test {

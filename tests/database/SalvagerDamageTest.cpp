@@ -2,6 +2,7 @@
 #include "base/Clock.h"
 #include "database/Salvager.h"
 #include "disk/ChildProcess.h"
+#include "sample/DatabasePages.h"
 #include "sample/SampleLibrary.h"
 #include "support/TemporaryFolder.h"
 
@@ -37,7 +38,7 @@ struct Intact {
         sample::writeLibrary(plan, options, library);
         pages.bytes = folder.read("Sample.photoslibrary/database/Photos.sqlite");
         const auto file = library / "database/Photos.sqlite";
-        roots = rootPages(file);
+        roots = pages.roots();
         for (const auto& table : tables) {
             rows[table] = rowsOf(file, table).value();
         }
@@ -57,7 +58,7 @@ struct Intact {
         "ZGENERICALBUM", "ZKEYWORD", "ZPERSON", "ZDETECTEDFACE", "ZINTERNALRESOURCE", "Z_PRIMARYKEY",
         "Z_33ASSETS", "Z_1KEYWORDS"};
     std::vector<std::string> indexes;
-    Pages pages;
+    sample::DatabasePages pages;
     std::map<std::string, std::int64_t> roots;
     std::map<std::string, Rows> rows;
 };
@@ -202,8 +203,11 @@ TEST_F(SalvagerDamage, thatMixesPagesAndBytesEndsInAResult)
         auto swapped = intact_.pages;
         auto flipped = intact_.pages;
         std::mt19937 random(seed);
+        const auto page = [&swapped](std::mt19937& drawn) {
+            return static_cast<std::int64_t>(1 + drawn() % swapped.count());
+        };
         for (std::size_t i = 0; i <= swapped.count() / 50; ++i) {
-            swapped.swap(random() % swapped.count(), random() % swapped.count());
+            swapped.swap(page(random), page(random));
         }
         for (std::size_t i = 0; i <= flipped.count(); ++i) {
             flipped.bytes[random() % flipped.bytes.size()] ^= '\xff';

@@ -83,21 +83,4 @@ std::vector<std::string> valuesOf(const DiskPath& database, const std::string& s
     return values;
 }
 
-std::map<std::string, std::int64_t> rootPages(const DiskPath& database)
-{
-    std::map<std::string, std::int64_t> pages;
-    const auto rows = query(database, "SELECT name, rootpage FROM sqlite_master WHERE rootpage > 0");
-    for (const auto& row : rows.value()) {
-        pages[row.at(0)] = std::stoll(row.at(1));
-    }
-    return pages;
-}
-
-void Pages::swap(std::size_t one, std::size_t other)
-{
-    const auto kept = bytes.substr(one * size, size);
-    bytes.replace(one * size, size, bytes, other * size, size);
-    bytes.replace(other * size, size, kept);
-}
-
 } // namespace vantorel

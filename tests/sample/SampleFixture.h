@@ -54,12 +54,11 @@ public:
         if (log == Log::used && sample.folder.has(path + "-wal")) {
             folder_.write("copy.sqlite-wal", sample.folder.read(path + "-wal"));
         }
-        sqlite3* opened = nullptr;
-        const std::string uri = "file:" + file.native() + (log == Log::used ? "" : "?immutable=1");
-        const int flags = SQLITE_OPEN_URI | (log == Log::used ? SQLITE_OPEN_READWRITE : SQLITE_OPEN_READONLY);
-        sqlite3_open_v2(uri.c_str(), &opened, flags, nullptr);
-        database_.reset(opened);
+        open("file:" + file.native() + (log == Log::used ? "" : "?immutable=1"),
+            SQLITE_OPEN_URI | (log == Log::used ? SQLITE_OPEN_READWRITE : SQLITE_OPEN_READONLY));
     }
+    /// A copy that was made already, with its log.
+    explicit DatabaseQuestions(const DiskPath& copy) { open(copy.native(), SQLITE_OPEN_READWRITE); }
 
     /// The rows, columns joined by "|"; an error as one row with its text.
     std::vector<std::string> rows(const std::string& sql) const
@@ -87,6 +86,13 @@ public:
     }
 
 private:
+    void open(const std::string& name, int flags)
+    {
+        sqlite3* opened = nullptr;
+        sqlite3_open_v2(name.c_str(), &opened, flags, nullptr);
+        database_.reset(opened);
+    }
+
     struct Close {
         void operator()(sqlite3* database) const { sqlite3_close_v2(database); }
     };
