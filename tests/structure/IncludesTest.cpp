@@ -88,7 +88,7 @@ TEST(Modules, keepToTheSeam)
 
 TEST(Modules, haveEverySourceInTheBuild)
 {
-    for (const auto* root : {"core", "cli", "sample", "tests"}) {
+    for (const auto* root : {"core", "cli", "sample", "app", "tests"}) {
         for (const auto& file : sourcesOf(tree / root)) {
             if (file.extension() == ".h") {
                 continue;
