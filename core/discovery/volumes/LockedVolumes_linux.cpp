@@ -1,0 +1,7 @@
+#include "discovery/volumes/LockedVolumes.h"
+
+namespace vantorel {
+
+LockedVolumesTool lockedVolumesTool() { return lsblkTool(); }
+
+} // namespace vantorel
