@@ -120,7 +120,8 @@ void readAlbumRows(ReadState& state, AlbumLinks& tree, const DatabaseSteps::Work
     const auto take = [&](const SQLiteRow& row) {
         const std::int64_t key = row.int64At(pk).value_or(0);
         rows.add(key);
-        const bool isInOrder = state.snapshot.albums.empty() || key > state.snapshot.albums.back().pk;
+        const bool isInOrder =
+            state.lenient() || state.snapshot.albums.empty() || key > state.snapshot.albums.back().pk;
         if (!isNumber(row.typeAt(kind)) || !isInOrder) {
             ++state.context.albumsWithoutKind;
             return;
@@ -136,9 +137,9 @@ void readAlbumRows(ReadState& state, AlbumLinks& tree, const DatabaseSteps::Work
         }
         tree.facts.push_back({.parent = row.int64At(parentFolder), .order = orderAt(row, orderInParent)});
     };
-    worker.reader.forEachRow("SELECT " + selectList(columnNames, state.schema.albumColumns) + " FROM "
-            + quotedIdentifier(table) + " ORDER BY Z_PK",
-        {}, take);
+    forEachRowByKey(state, worker.reader,
+        "SELECT " + selectList(columnNames, state.schema.albumColumns) + " FROM " + quotedIdentifier(table),
+        take);
 }
 
 void settleFolders(ReadState& state, AlbumLinks& tree)

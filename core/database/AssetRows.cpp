@@ -144,7 +144,8 @@ void readAssetRows(ReadState& state, const DatabaseSteps::Worker& worker)
         auto name = row.stringAt(fileName);
         // Keys below 1 are given out to files without a record, never by Photos; one that comes twice shows
         // that the column is no key.
-        const bool isKey = key >= 1 && (assets.empty() || key > assets.back().pk);
+        const bool isInOrder = state.lenient() || assets.empty() || key > assets.back().pk;
+        const bool isKey = key >= 1 && isInOrder;
         if (!isKey || !id || id->empty() || !name) {
             ++state.context.droppedDamaged;
             return;
@@ -178,9 +179,8 @@ void readAssetRows(ReadState& state, const DatabaseSteps::Worker& worker)
         facts.isStoredElsewhere = saved == savedAsReferenced;
         facts.cloudMaster = row.int64At(master).value_or(0);
     };
-    worker.reader.forEachRow(
-        "SELECT " + selectList(columnNames, state.schema.assetColumns) + " FROM " + table + " ORDER BY Z_PK",
-        {}, take);
+    forEachRowByKey(state, worker.reader,
+        "SELECT " + selectList(columnNames, state.schema.assetColumns) + " FROM " + table, take);
 }
 
 } // namespace vantorel

@@ -66,9 +66,10 @@ void readAttributeRows(ReadState& state, CaptionLinks& links, const DatabaseStep
     const std::string& table = state.schema.attributesTable.value();
     RowCounter rows(state, table, worker.rows);
     state.attributes.reserve(state.snapshot.assets.size());
-    worker.reader.forEachRow("SELECT " + selectList(columnNames, state.schema.attributesColumns) + " FROM "
-            + quotedIdentifier(table) + " ORDER BY Z_PK",
-        {}, [&](const SQLiteRow& row) {
+    forEachRowByKey(state, worker.reader,
+        "SELECT " + selectList(columnNames, state.schema.attributesColumns) + " FROM "
+            + quotedIdentifier(table),
+        [&](const SQLiteRow& row) {
             const std::int64_t key = row.int64At(pk).value_or(0);
             rows.add(key);
             const auto position = state.assets.find(row.int64At(asset).value_or(0));
@@ -106,9 +107,10 @@ void readDescriptionRows(ReadState& state, CaptionLinks& links, const DatabaseSt
     const bool pointsBack = state.schema.descriptionColumns.contains("zassetattributes");
     RowCounter rows(state, table, worker.rows);
     enum Item : int { key, attributes, text };
-    worker.reader.forEachRow("SELECT Z_PK, " + std::string(pointsBack ? "ZASSETATTRIBUTES" : "NULL")
+    forEachRowByKey(state, worker.reader,
+        "SELECT Z_PK, " + std::string(pointsBack ? "ZASSETATTRIBUTES" : "NULL")
             + " AS ATTR, ZLONGDESCRIPTION FROM " + quotedIdentifier(table),
-        {}, [&](const SQLiteRow& row) {
+        [&](const SQLiteRow& row) {
             const std::int64_t id = row.int64At(key).value_or(0);
             rows.add(id);
             const auto link = links.captions.find(id);

@@ -9,8 +9,8 @@ void readKeywordRows(ReadState& state, KeywordTitles& keywords, const DatabaseSt
     const std::string& table = state.schema.keywordTable.value();
     RowCounter rows(state, table, worker.rows);
     enum Column : int { pk, title };
-    worker.reader.forEachRow(
-        "SELECT Z_PK, ZTITLE FROM " + quotedIdentifier(table), {}, [&](const SQLiteRow& row) {
+    forEachRowByKey(state, worker.reader, "SELECT Z_PK, ZTITLE FROM " + quotedIdentifier(table),
+        [&](const SQLiteRow& row) {
             const std::int64_t key = row.int64At(pk).value_or(0);
             rows.add(key);
             keywords.titles.try_emplace(key, row.stringAt(title).value_or(std::string()));

@@ -57,9 +57,10 @@ void readPersonRows(ReadState& state, PersonNames& people, const DatabaseSteps::
     const std::string& table = state.schema.personTable.value();
     RowCounter rows(state, table, worker.rows);
     enum Column : int { pk, fullName, displayName, mergeTarget };
-    worker.reader.forEachRow("SELECT " + selectList(personColumns, state.schema.personColumns) + " FROM "
+    forEachRowByKey(state, worker.reader,
+        "SELECT " + selectList(personColumns, state.schema.personColumns) + " FROM "
             + quotedIdentifier(table),
-        {}, [&](const SQLiteRow& row) {
+        [&](const SQLiteRow& row) {
             const std::int64_t key = row.int64At(pk).value_or(0);
             rows.add(key);
             std::string name = row.stringAt(fullName).value_or(std::string());
@@ -80,8 +81,8 @@ void readFaceRows(ReadState& state, PersonNames& people, const DatabaseSteps::Wo
     const std::string items = "Z_PK, " + quotedIdentifier(state.schema.faceAssetColumn.value()) + ", "
         + quotedIdentifier(state.schema.facePersonColumn.value()) + ", "
         + selectItem("ZHIDDEN", columns, "ZHIDDEN") + ", " + selectItem("ZISINTRASH", columns, "ZISINTRASH");
-    worker.reader.forEachRow(
-        "SELECT " + items + " FROM " + quotedIdentifier(table), {}, [&](const SQLiteRow& row) {
+    forEachRowByKey(state, worker.reader, "SELECT " + items + " FROM " + quotedIdentifier(table),
+        [&](const SQLiteRow& row) {
             rows.add(row.int64At(pk).value_or(0));
             const auto asset = row.int64At(faceAsset);
             const auto person = row.int64At(facePerson);

@@ -11,54 +11,6 @@ namespace {
 
 using Kind = NoDatabase::Kind;
 
-/// What is said about the database, in a result that has only files.
-FilesAlone filesAlone(const NoDatabase& trouble, const LibraryContents& library)
-{
-    FilesAlone result;
-    const auto say = [&result](std::string_view note) { result.notes.emplace_back(note); };
-    switch (trouble.kind) {
-    case Kind::missing:
-        say(library.isInBackup ? readNotes::noDatabaseInBackup : readNotes::noDatabase);
-        say(library.hasJournals ? readNotes::journalsUnreadable("this version of Vantorel does not read them")
-                                : std::string(readNotes::onlyFiles));
-        return result;
-    case Kind::unreadable:
-        say(readNotes::notGiven(trouble.reason));
-        break;
-    case Kind::notAnswering:
-        say(std::string(readNotes::notAnswering) + std::string(readNotes::notAnsweringOnlyFiles));
-        result.diskDidNotAnswer = true;
-        break;
-    case Kind::damaged:
-        say(trouble.diskErred ? readNotes::readErrors : readNotes::damaged);
-        if (trouble.badBytes > 0) {
-            say(readNotes::bytesNotGiven(trouble.badBytes));
-            result.losses.push_back(
-                makeLoss(DamageReport::Loss::Kind::databaseBytesUnreadable, trouble.badBytes));
-        }
-        if (!trouble.diskErred && !library.hasJournals) {
-            say(readNotes::tooDamaged);
-        }
-        break;
-    case Kind::unknownLayout:
-        say(readNotes::unknownLayout(trouble.reason));
-        break;
-    case Kind::refused:
-    case Kind::denied:
-    case Kind::diskSilent:
-    case Kind::gone:
-    case Kind::noSpace:
-    case Kind::privateFailure:
-    case Kind::unsettled:
-    case Kind::cancelled:
-        std::unreachable();
-    }
-    if (library.hasJournals) {
-        say(readNotes::journalsNotRead);
-    }
-    return result;
-}
-
 /// The error for a library that has nothing but its database.
 ReadError nothingElse(const NoDatabase& trouble, const LibraryContents& library)
 {
@@ -94,27 +46,14 @@ ReadError nothingElse(const NoDatabase& trouble, const LibraryContents& library)
     std::unreachable();
 }
 
-/// Whether files alone are worth having: not where the user can cure the trouble and then have everything.
-bool leavesTheFiles(Kind kind)
+/// What a file that the disk did not give as a whole is missing.
+void addBadBytes(CourseNotes& result, const NoDatabase& trouble)
 {
-    switch (kind) {
-    case Kind::missing:
-    case Kind::unreadable:
-    case Kind::notAnswering:
-    case Kind::damaged:
-    case Kind::unknownLayout:
-        return true;
-    case Kind::refused:
-    case Kind::denied:
-    case Kind::diskSilent:
-    case Kind::gone:
-    case Kind::noSpace:
-    case Kind::privateFailure:
-    case Kind::unsettled:
-    case Kind::cancelled:
-        return false;
+    if (trouble.badBytes > 0) {
+        result.notes.push_back(readNotes::bytesNotGiven(trouble.badBytes));
+        result.losses.push_back(
+            makeLoss(DamageReport::Loss::Kind::databaseBytesUnreadable, trouble.badBytes));
     }
-    std::unreachable();
 }
 
 } // namespace
@@ -169,13 +108,108 @@ NoDatabase noDatabase(const DatabaseTrouble& trouble, const CopyFlaws& flaws)
     return {.kind = Kind::damaged, .diskErred = diskErred, .badBytes = flaws.badBytes};
 }
 
-std::expected<FilesAlone, ReadError> courseWithout(const NoDatabase& trouble, const LibraryContents& library)
+bool goesOnWithout(NoDatabase::Kind kind)
 {
-    const bool hasMore = library.hasOriginals || library.hasJournals;
-    if (!hasMore || !leavesTheFiles(trouble.kind)) {
+    switch (kind) {
+    case Kind::missing:
+    case Kind::unreadable:
+    case Kind::notAnswering:
+    case Kind::damaged:
+    case Kind::unknownLayout:
+        return true;
+    case Kind::refused:
+    case Kind::denied:
+    case Kind::diskSilent:
+    case Kind::gone:
+    case Kind::noSpace:
+    case Kind::privateFailure:
+    case Kind::unsettled:
+    case Kind::cancelled:
+        return false;
+    }
+    std::unreachable();
+}
+
+CourseNotes notesOfDamage(const NoDatabase& trouble)
+{
+    CourseNotes result;
+    result.notes.emplace_back(trouble.diskErred ? readNotes::readErrors : readNotes::damaged);
+    addBadBytes(result, trouble);
+    return result;
+}
+
+CourseNotes notesBesideJournals(const NoDatabase& trouble, const LibraryContents& library)
+{
+    CourseNotes result;
+    switch (trouble.kind) {
+    case Kind::missing:
+        result.notes.emplace_back(library.isInBackup ? readNotes::noDatabaseInBackup : readNotes::noDatabase);
+        break;
+    case Kind::unreadable:
+        result.notes.push_back(readNotes::notGiven(trouble.reason));
+        break;
+    case Kind::notAnswering:
+        result.notes.emplace_back(readNotes::notAnswering);
+        result.diskDidNotAnswer = true;
+        break;
+    case Kind::unknownLayout:
+        result.notes.push_back(readNotes::unknownLayout(trouble.reason, readNotes::Instead::journals));
+        break;
+    default:
+        result = notesOfDamage(trouble);
+    }
+    return result;
+}
+
+std::expected<CourseNotes, ReadError> courseWithFilesAlone(
+    const NoDatabase& trouble, JournalReader::Failure journals, const LibraryContents& library)
+{
+    using Failure = JournalReader::Failure;
+    if (!library.hasOriginals && journals == Failure::notAnswering) {
+        return std::unexpected(ReadError::stalled(library.diskName));
+    }
+    const bool hasMore = library.hasOriginals || journals != Failure::noJournals;
+    if (!hasMore || !goesOnWithout(trouble.kind)) {
         return std::unexpected(nothingElse(trouble, library));
     }
-    return filesAlone(trouble, library);
+    CourseNotes result = notesBesideJournals(trouble, library);
+    const auto reason = journalFailureReason(journals);
+    if (journals == Failure::notAnswering) {
+        result.notes.emplace_back(readNotes::journalsNotAnswering);
+        result.diskDidNotAnswer = true;
+    }
+    switch (trouble.kind) {
+    case Kind::missing:
+        if (reason) {
+            result.notes.push_back(readNotes::journalsUnreadable(*reason));
+        } else if (journals == Failure::noJournals) {
+            result.notes.emplace_back(readNotes::onlyFiles);
+        }
+        return result;
+    case Kind::notAnswering:
+        result.notes.front() += readNotes::notAnsweringOnlyFiles;
+        break;
+    case Kind::unknownLayout:
+        result.notes.front() = readNotes::unknownLayout(trouble.reason, readNotes::Instead::files);
+        break;
+    case Kind::damaged:
+        if (!trouble.diskErred) {
+            result.notes.emplace_back(readNotes::tooDamaged);
+        }
+        break;
+    default:
+        break;
+    }
+    if (reason) {
+        result.notes.push_back(readNotes::journalsUnreadableToo(*reason));
+    }
+    return result;
+}
+
+Basis basisOf(std::size_t photosOfDatabase, std::size_t photosOfJournals)
+{
+    return photosOfDatabase == 0 || photosOfDatabase < photosOfJournals / 2 ? Basis::journals
+                                                                            : Basis::database;
 }
 
 } // namespace vantorel

@@ -5,6 +5,7 @@
 #include "database/PrivateDatabaseCopy.h"
 #include "database/model/DamageReport.h"
 #include "database/model/ReadError.h"
+#include "journals/JournalReader.h"
 
 #include <cstdint>
 #include <expected>
@@ -53,18 +54,32 @@ NoDatabase noDatabase(const CopyFailure& failure);
 /// copied.
 NoDatabase noDatabase(const DatabaseTrouble& trouble, const CopyFlaws& flaws);
 
-/// A result without a database: the files alone, and what the user is told about it.
-struct FilesAlone {
+/// Whether anything else is read in place of the database: not where the user can cure the trouble and then
+/// have everything; a result without albums would only mislead.
+bool goesOnWithout(NoDatabase::Kind kind);
+
+/// What is said about the database in a result that came from elsewhere.
+struct CourseNotes {
     std::vector<std::string> notes{};
     std::vector<DamageReport::Loss> losses{};
     bool diskDidNotAnswer = false;
 
-    bool operator==(const FilesAlone&) const = default;
+    bool operator==(const CourseNotes&) const = default;
 };
 
-/// What is read instead of a database that cannot be used: the one place that decides it. An error where
-/// nothing else is in the library, and for what the user can set right: then a result without albums would
-/// only mislead.
-std::expected<FilesAlone, ReadError> courseWithout(const NoDatabase& trouble, const LibraryContents& library);
+/// For a result from the change journals.
+CourseNotes notesBesideJournals(const NoDatabase& trouble, const LibraryContents& library);
+/// For a result of a damaged database itself, as far as it could be read or rebuilt.
+CourseNotes notesOfDamage(const NoDatabase& trouble);
+/// For the files alone, where the journals could not be read either. An error where nothing else is in the
+/// library, and for all that `goesOnWithout` denies.
+std::expected<CourseNotes, ReadError> courseWithFilesAlone(
+    const NoDatabase& trouble, JournalReader::Failure journals, const LibraryContents& library);
+
+/// Which of two readings the other one only adds to.
+enum class Basis { database, journals };
+/// The damaged database is the better basis, since only it has People and every detail, unless it lost most
+/// of the photos: then its albums are torn, too.
+Basis basisOf(std::size_t photosOfDatabase, std::size_t photosOfJournals);
 
 } // namespace vantorel

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "database/model/DamageReport.h"
+
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -41,14 +43,30 @@ inline constexpr std::string_view logUnreadable =
 inline constexpr std::string_view unsettledReason =
     "Photos kept changing it while it was read. Quit Photos and scan again.";
 
-/// A library whose journals could add what the database does not give, without a reader for them.
-inline constexpr std::string_view journalsNotRead =
-    "This library keeps change journals, which this version of Vantorel does not read. The files in its "
-    "originals "
-    "folder can still be saved, without albums, captions or names.";
+inline constexpr std::string_view journalsNotAnswering =
+    "The disk did not answer when the change journals were read, so what they could add is not here. Scan "
+    "again "
+    "later: it may answer then.";
+inline constexpr std::string_view toolRefused =
+    "The library's database needs a rebuild, and the SQLite tool on this Mac could not do one in the safe "
+    "mode "
+    "Vantorel requires. Without it, less may have come back than the database still holds.";
+inline constexpr std::string_view noSpaceForRebuild =
+    "There was not enough free space on this Mac to rebuild the library's database, so less may have come "
+    "back "
+    "than it still holds. Free some space and scan again.";
 
+/// Of a library without a database.
 std::string journalsUnreadable(std::string_view reason);
-std::string unknownLayout(std::string_view reason);
+/// Of one whose database is there but of no use.
+std::string journalsUnreadableToo(std::string_view reason);
+enum class Instead { files, journals };
+std::string unknownLayout(std::string_view reason, Instead instead);
+/// What the journals added to a damaged database.
+std::string albumsFromJournals(std::int64_t count);
+std::string photosFrom(std::int64_t count, OtherSource source);
+/// Why names that the damaged database still holds are on no photo.
+std::string peopleNotOnPhotos(std::int64_t count);
 std::string notGiven(std::string_view reason);
 std::string bytesNotGiven(std::int64_t bytes);
 

@@ -51,7 +51,7 @@ struct ReadState {
     bool lenient() const { return context.checks == SchemaChecks::lenient; }
 };
 
-/// Makes the index of assets anew.
+/// Puts the assets into the order of their keys, as far as they are not, and makes their index.
 void indexAssets(ReadState& state);
 
 /// Counts the rows of one table as a worker reads them, and shows the number to the waiter now and then.
@@ -78,6 +78,12 @@ private:
     TableCount& count_;
     std::atomic<std::int64_t>& shown_;
 };
+
+/// Every row of a table with the key column Z_PK, which `select` must give. Of a damaged database it reads
+/// from both ends of the table, so that a bad page costs only its own rows, and throws then, as a read
+/// without that would have done: rows come ascending, behind a bad place descending, and no key comes twice.
+void forEachRowByKey(const ReadState& state, SQLiteReader& reader, const std::string& select,
+    const SQLiteReader::RowHandler& handler);
 
 /// The items of a select list in the order of `names`, so that a row is read by position; a column that the
 /// table lacks (`present` holds lower-cased names) is NULL.

@@ -25,9 +25,6 @@ constexpr std::string_view method = "the change journals";
 constexpr std::string_view noPeople =
     "People names are not read from journals. Photos only writes them there for people you named, and that "
     "has not been tested yet.";
-constexpr std::string_view testedVersions = "Reading journals was tested on libraries from macOS 26 and 27. "
-                                            "On a library from an older macOS, compare "
-                                            "a few photos with what you expect.";
 
 constexpr EnumNames<Failure, 6> failureReasons{{
     {Failure::noJournals, ""},
@@ -311,7 +308,7 @@ private:
             result_.notes.push_back(std::move(*untested));
         }
         result_.notes.emplace_back(noPeople);
-        result_.notes.emplace_back(testedVersions);
+        result_.notes.emplace_back(journalsTestedVersions);
     }
 
     SharedCancelToken cancel_;

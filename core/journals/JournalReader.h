@@ -73,6 +73,12 @@ public:
     static std::expected<ReadResult, Failure> read(const Request& request);
 };
 
+/// What is said wherever something of a result comes from journals.
+inline constexpr std::string_view journalsTestedVersions =
+    "Reading journals was tested on libraries from macOS 26 and 27. On a library from an older macOS, "
+    "compare a "
+    "few photos with what you expect.";
+
 /// The reason of a failure as a phrase for a sentence; none for those that are no fault of the journals.
 std::optional<std::string_view> journalFailureReason(JournalReader::Failure failure);
 

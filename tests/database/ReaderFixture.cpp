@@ -222,7 +222,7 @@ LibrarySnapshot LibraryReading::of(const DiskPath& library) const
     if (!place) {
         throw std::runtime_error("no temporary place");
     }
-    LibraryReader reader(CoreServices{calls, clock, nullptr, *place});
+    LibraryReader reader(CoreServices{calls, clock, realChildProcesses(systemClock()), *place});
     reader.stallTimeout = stallTimeout;
     reader.copyHooks = hooks;
     return reader.read(library, cancel, progress);

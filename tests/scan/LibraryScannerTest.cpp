@@ -20,7 +20,7 @@ struct SampleScan {
     SharedCancelToken cancel = std::make_shared<CancelToken>();
     LibraryScanner scanner{{.calls = calls,
         .clock = clock,
-        .children = nullptr,
+        .children = realChildProcesses(systemClock()),
         .temporary = TemporaryFiles::create(realSystemCalls(), disk.makeFolder("tmp")).value()}};
     sample::SamplePlan plan{};
 
