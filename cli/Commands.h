@@ -21,6 +21,7 @@ struct ExportArguments {
     std::string destination{};
     ExportOptions options{};
     std::vector<std::string> albums{}; ///< Titles or identifiers; none: all albums.
+    bool leftovers = false;            ///< Also save files that belong to no photo.
     bool dryRun = false;
 };
 

@@ -171,9 +171,12 @@ ExportOutcome exportWithProgress(const Context& context, const ExportArguments& 
 
 int runExport(const Context& context, const ExportArguments& arguments)
 {
-    const auto scan = scanWithProgress(context, arguments.library);
+    auto scan = scanWithProgress(context, arguments.library);
     if (!scan) {
         return scan.error();
+    }
+    if (arguments.leftovers) {
+        scan = std::make_shared<const LibraryScanResult>(withLeftovers(**scan));
     }
     ExportOptions options = arguments.options;
     if (!arguments.albums.empty()) {

@@ -124,6 +124,8 @@ int runProgram(int argc, char** argv)
         "Leave out files that lost their record");
     exportCommand->add_flag("--outside-files", save.options.includeOutsideFiles,
         "Also save files that the library only points at, elsewhere on a disk");
+    exportCommand->add_flag("--leftover-files", save.leftovers,
+        "Also save files in the originals folder that belong to no photo, as after a deletion");
     exportCommand->add_flag("--people-as-keywords,!--no-people-as-keywords", save.options.peopleAsKeywords,
         "Also put People names in the keywords of the sidecars (on unless switched off)");
     addCommonOptions(*exportCommand, context.options);

@@ -58,8 +58,7 @@ std::vector<std::string> notesOf(const ReadContext& context)
 {
     std::vector<std::string> notes;
     if (context.droppedDamaged > 0) {
-        notes.push_back(grouped(context.droppedDamaged)
-            + " damaged photo rows had no usable id or file location and were left out.");
+        notes.push_back(grouped(context.droppedDamaged).append(droppedRowsNote));
     }
     if (context.itemsWithRejectedDate > 0) {
         notes.push_back(grouped(context.itemsWithRejectedDate)

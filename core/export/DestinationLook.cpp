@@ -229,7 +229,7 @@ std::expected<CheckedStart, std::string> DestinationLook::run(Heartbeat& heartbe
         return unreadable(); // exchanged while it was looked at
     }
     heartbeat.beat();
-    const auto unfinished = findUnfinishedExport(**root, libraryName, planID);
+    const auto unfinished = findUnfinishedExport(**root, libraryName, planID, &heartbeat);
     if (!unfinished) {
         return unreadable();
     }

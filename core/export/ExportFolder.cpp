@@ -246,8 +246,10 @@ void removeForgottenBookkeeping(const Root& destination, const std::string& libr
         if (!mayBe || heartbeat.gaveUp()) {
             continue;
         }
+        heartbeat.beat();
         const DiskPath folder(entry.name);
-        const auto text = readWhole(destination, folder / bookkeeping::state, bookkeeping::mostStateBytes);
+        const auto text =
+            readWhole(destination, folder / bookkeeping::state, bookkeeping::mostStateBytes, &heartbeat);
         const auto state = text ? parseState(*text) : std::nullopt;
         const bool isFinished = destination.kind(folder / finishedReportName) == FS::Kind::regular
             && destination.kind(folder / bookkeeping::readMeUnfinished) == FS::Kind::missing;

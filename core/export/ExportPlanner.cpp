@@ -5,6 +5,7 @@
 #include "base/Text.h"
 #include "export/AlbumTree.h"
 #include "export/SafeNames.h"
+#include "scan/OriginalNames.h"
 #include "scan/PhotoFileTypes.h"
 
 #include <algorithm>
@@ -47,7 +48,8 @@ struct Candidate {
 class Planner {
 public:
     Planner(const LibraryScanResult& scan, const ExportOptions& options)
-        : snapshot_(scan.snapshot)
+        : scan_(scan)
+        , snapshot_(scan.snapshot)
         , originals_(scan.originals)
         , options_(options)
         , tree_(albumTree(snapshot_.albums, options.albumPKs))
@@ -155,19 +157,28 @@ private:
     std::string_view withoutFile(const OriginalEntry& entry) const
     {
         using Status = OriginalEntry::Status;
-        if (entry.status == Status::missing || entry.status == Status::unchecked) {
+        const bool isSmallerCopy = holdsSmallerCopy(entry);
+        if ((entry.status == Status::missing && !isSmallerCopy) || entry.status == Status::unchecked) {
             return statusText(entry);
         }
         if (!entry.file) { // an entry that contradicts itself
             return statusText({});
         }
-        if (entry.status == Status::derivativeOnly && !options_.includeSmallerCopies) {
+        if (isSmallerCopy && !options_.includeSmallerCopies && !withoutSmallerCopy(*entry.file)) {
             return reasons::smallerCopy;
         }
         if (entry.isOutsideLibrary && !options_.includeOutsideFiles) {
             return reasons::outside;
         }
         return {};
+    }
+
+    /// What an entry with a smaller copy holds besides that: files that were paired with the original are no
+    /// copies of anything, and who wants no copies still wants them. None where the copy is the only file.
+    static std::optional<ResolvedFile> withoutSmallerCopy(const ResolvedFile& file)
+    {
+        return OriginalNames::partDigit(lastComponent(file.path)) != 0 ? file
+                                                                       : pairedFileAlone(file.companions);
     }
 
     void planAlbums()
@@ -279,7 +290,10 @@ private:
     {
         const auto& photo = asset(index);
         const auto& entry = *candidates_[index].entry;
-        const auto& main = *entry.file;
+        const bool isSmallerCopy = holdsSmallerCopy(entry);
+        const bool leavesCopyOut = isSmallerCopy && !options_.includeSmallerCopies;
+        const auto rest = leavesCopyOut ? withoutSmallerCopy(*entry.file) : std::nullopt;
+        const ResolvedFile& main = rest ? *rest : *entry.file;
         const auto split = SafeNames::split(shownName(photo), lastComponent(main.path));
         noteType(main, split);
         std::vector<std::string> companionExtensions;
@@ -289,9 +303,8 @@ private:
             companionExtensions.push_back(companionSplit.extension);
         }
 
-        const bool isSmallerCopy = entry.status == OriginalEntry::Status::derivativeOnly;
         auto stem = safeStem(split.stem, photo);
-        if (isStillOnly(photo, entry)) {
+        if (isStillOnly(photo, entry, main)) {
             stem += " (still picture only)";
         } else if (isSmallerCopy) {
             stem += " (smaller copy)";
@@ -323,14 +336,14 @@ private:
     }
 
     /// A video of which only a still is here, and a Live Photo whose video is not.
-    static bool isStillOnly(const Asset& asset, const OriginalEntry& entry)
+    static bool isStillOnly(const Asset& asset, const OriginalEntry& entry, const ResolvedFile& main)
     {
         const auto isVideo = [](const ResolvedFile& file) {
             return isVideoExtension(SafeNames::companionExtension(lastComponent(file.path)).extension);
         };
         return entry.isStillOfVideo
-            || (asset.isLivePhoto
-                && (entry.partnerMissing || std::ranges::none_of(entry.file->companions, isVideo)));
+            || (asset.isLivePhoto && !isVideo(main)
+                && (entry.partnerMissing || std::ranges::none_of(main.companions, isVideo)));
     }
 
     /// Each file once, in however many albums it is.
@@ -368,6 +381,9 @@ private:
                     + "\" is a rule, not a list of photos, and was not exported as a folder.");
             }
         }
+        if (auto leftover = leftoverNote(scan_)) {
+            plan_.notes.push_back(std::move(*leftover));
+        }
         if (auto shared = sharedAlbumsNote(snapshot_)) {
             plan_.notes.push_back(std::move(*shared));
         }
@@ -389,6 +405,7 @@ private:
         }
     }
 
+    const LibraryScanResult& scan_;
     const LibrarySnapshot& snapshot_;
     const OriginalsReport& originals_;
     const ExportOptions& options_;
@@ -396,7 +413,7 @@ private:
     std::unordered_map<std::int64_t, std::size_t> byKey_;
     std::vector<Candidate> candidates_; ///< One for each asset, in their order.
     std::unordered_map<std::size_t, std::vector<std::string>> skippedPaths_;
-    std::unordered_set<std::string_view> unknownTypes_;
+    std::unordered_set<std::string> unknownTypes_;
     ExportPlan plan_;
 };
 

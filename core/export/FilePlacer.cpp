@@ -70,7 +70,8 @@ std::expected<std::expected<ItemNames, SkipReason>, int> FilePlacer::placeMain(s
     ItemNames names = names_->planned(item);
     auto stem = FinalNames::Stem::planned;
     for (int tried = 0; tried < mostTriesForAnItem; ++tried) {
-        auto result = lookForSidecar(names.sidecar); // it shares the photo's stem, so both must be free
+        auto result =
+            lookForSidecar(names.sidecar, *heartbeat); // it shares the photo's stem, so both must be free
         if (result && *result == Placed::here) {
             result = place(file, names.files.front(), heartbeat, setAsideCount);
         }
@@ -86,7 +87,7 @@ std::expected<std::expected<ItemNames, SkipReason>, int> FilePlacer::placeMain(s
         if (*result == Placed::refused) {
             stem = FinalNames::Stem::plain;
         }
-        const auto standing = standingNames(folderOf(names.sidecar));
+        const auto standing = standingNames(folderOf(names.sidecar), *heartbeat);
         if (!standing) {
             return std::unexpected(standing.error());
         }
@@ -156,7 +157,7 @@ CallResult<FilePlacer::Placed> FilePlacer::place(const FreshFile& file, const st
 CallResult<FilePlacer::Placed> FilePlacer::placeOverLeftover(const FreshFile& file, const std::string& path,
     const std::shared_ptr<Heartbeat>& heartbeat, std::int64_t& setAsideCount) const
 {
-    const auto leftover = leftoverAt(path);
+    const auto leftover = leftoverAt(path, *heartbeat);
     if (!leftover) {
         return std::unexpected(leftover.error());
     }
@@ -189,7 +190,7 @@ CallResult<FilePlacer::Placed> FilePlacer::placeOverLeftover(const FreshFile& fi
                                     : judged(renamed.error(), file.temporary, path);
 }
 
-CallResult<FilePlacer::Placed> FilePlacer::lookForSidecar(const std::string& path) const
+CallResult<FilePlacer::Placed> FilePlacer::lookForSidecar(const std::string& path, Heartbeat& heartbeat) const
 {
     const auto status = root_->status(path);
     if (!status) {
@@ -198,7 +199,7 @@ CallResult<FilePlacer::Placed> FilePlacer::lookForSidecar(const std::string& pat
     if (!continued_) {
         return Placed::inUse;
     }
-    const auto leftover = leftoverAt(path);
+    const auto leftover = leftoverAt(path, heartbeat);
     if (!leftover) {
         return std::unexpected(leftover.error());
     }
@@ -219,13 +220,14 @@ CallResult<FilePlacer::Placed> FilePlacer::judged(
 
 /// The file that stands at a path, as the disk spells it: one of this name, which no recorded item has. None
 /// for anything else, also for another file whose name this disk takes for the same.
-CallResult<std::optional<std::string>> FilePlacer::leftoverAt(const std::string& path) const
+CallResult<std::optional<std::string>> FilePlacer::leftoverAt(
+    const std::string& path, Heartbeat& heartbeat) const
 {
     if (names_->isGiven(path)) {
         return std::optional<std::string>();
     }
     FS::ListBox box;
-    const auto listing = root_->list(folderOf(path), nullptr, box);
+    const auto listing = root_->list(folderOf(path), &heartbeat, box);
     if (!listing || listing->stoppedEarly) {
         return std::unexpected(listing ? listing->code : listing.error().code);
     }
@@ -238,10 +240,11 @@ CallResult<std::optional<std::string>> FilePlacer::leftoverAt(const std::string&
     return std::optional<std::string>();
 }
 
-CallResult<std::vector<std::string>> FilePlacer::standingNames(const std::string& folder) const
+CallResult<std::vector<std::string>> FilePlacer::standingNames(
+    const std::string& folder, Heartbeat& heartbeat) const
 {
     FS::ListBox box;
-    const auto listing = root_->list(folder, nullptr, box);
+    const auto listing = root_->list(folder, &heartbeat, box);
     if (!listing || listing->stoppedEarly) {
         return std::unexpected(listing ? listing->code : listing.error().code);
     }

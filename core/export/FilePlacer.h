@@ -61,10 +61,10 @@ private:
         const std::shared_ptr<Heartbeat>& heartbeat, std::int64_t& setAsideCount) const;
     CallResult<Placed> placeOverLeftover(const FreshFile& file, const std::string& path,
         const std::shared_ptr<Heartbeat>& heartbeat, std::int64_t& setAsideCount) const;
-    CallResult<Placed> lookForSidecar(const std::string& path) const;
+    CallResult<Placed> lookForSidecar(const std::string& path, Heartbeat& heartbeat) const;
     CallResult<Placed> judged(int code, const DiskPath& temporary, const std::string& path) const;
-    CallResult<std::optional<std::string>> leftoverAt(const std::string& path) const;
-    CallResult<std::vector<std::string>> standingNames(const std::string& folder) const;
+    CallResult<std::optional<std::string>> leftoverAt(const std::string& path, Heartbeat& heartbeat) const;
+    CallResult<std::vector<std::string>> standingNames(const std::string& folder, Heartbeat& heartbeat) const;
     std::expected<std::expected<ItemNames, SkipReason>, int> placeMain(std::size_t item,
         const FreshFile& file, const std::shared_ptr<Heartbeat>& heartbeat,
         std::int64_t& setAsideCount) const;

@@ -224,10 +224,10 @@ std::vector<JournalEntry> parseJournal(std::string_view content)
 }
 
 std::expected<std::optional<UnfinishedExport>, FS::ListFailure> findUnfinishedExport(
-    const Root& destination, const std::string& libraryName, const std::string& planID)
+    const Root& destination, const std::string& libraryName, const std::string& planID, Heartbeat* heartbeat)
 {
     FS::ListBox box;
-    const auto listing = destination.list("", nullptr, box);
+    const auto listing = destination.list("", heartbeat, box);
     if (!listing) {
         return std::unexpected(listing.error());
     }
@@ -241,8 +241,8 @@ std::expected<std::optional<UnfinishedExport>, FS::ListFailure> findUnfinishedEx
         if (entry.kind != FS::Kind::directory || !entry.name.ends_with(bookkeeping::incompleteSuffix)) {
             continue;
         }
-        const auto content =
-            readWhole(destination, DiskPath(entry.name) / bookkeeping::state, bookkeeping::mostStateBytes);
+        const auto content = readWhole(
+            destination, DiskPath(entry.name) / bookkeeping::state, bookkeeping::mostStateBytes, heartbeat);
         auto state = content ? parseState(*content) : std::nullopt;
         if (!state || state->library != library) {
             continue;

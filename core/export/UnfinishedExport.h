@@ -80,9 +80,10 @@ struct UnfinishedExport {
 
 /// Looks in a destination for an unfinished export of this library: a folder whose name ends in "
 /// (incomplete)" with a readable state.json and the same library name. Among several the one with `planID`,
-/// else the newest. Blocks.
-std::expected<std::optional<UnfinishedExport>, FS::ListFailure> findUnfinishedExport(
-    const Root& destination, const std::string& libraryName, const std::string& planID);
+/// else the newest. Blocks; beats with every entry, since the destination may be a full folder on a slow
+/// disk.
+std::expected<std::optional<UnfinishedExport>, FS::ListFailure> findUnfinishedExport(const Root& destination,
+    const std::string& libraryName, const std::string& planID, Heartbeat* heartbeat = nullptr);
 
 /// What the export sheet and the command line say about it.
 std::optional<std::string> unfinishedNote(

@@ -84,6 +84,27 @@ void settleWithoutCopy(OriginalEntry& entry, const std::vector<CopyFolder>& fold
     }
 }
 
+/// Neither the main file nor a smaller copy is here, but perhaps a file that was paired with it. It is an
+/// original too and must not be left behind: a RAW stands for the picture, of which its JPEG partner is what
+/// is missing; the video of a Live Photo is less than the photo, as a smaller copy is.
+void settlePairedFile(OriginalsLedger::WithoutOriginal& without, OriginalEntry& entry)
+{
+    const bool lacks = lacksPartner(*without.asset, without.companions);
+    auto alone = pairedFileAlone(std::move(without.companions));
+    if (!alone) {
+        return;
+    }
+    const std::string_view name = std::string_view(alone->path).substr(alone->path.rfind('/') + 1);
+    const bool mayBeMore = entry.reason == Reason::accessDenied || entry.reason == Reason::folderUnreadable;
+    if (OriginalNames::partDigit(name) == '4' && !mayBeMore) {
+        entry = {.status = Status::present, .partnerMissing = true};
+    } else {
+        entry.status = Status::derivativeOnly;
+        entry.partnerMissing = lacks;
+    }
+    entry.file = std::move(alone);
+}
+
 void findCopy(
     OriginalsLedger::WithoutOriginal& without, const std::vector<CopyFolder>& folders, OriginalEntry& entry)
 {
@@ -96,13 +117,18 @@ void findCopy(
     }
     if (!choice.best()) {
         settleWithoutCopy(entry, folders);
+        settlePairedFile(without, entry);
         return;
     }
     const bool wasNotSeen = entry.reason == Reason::accessDenied || entry.reason == Reason::folderUnreadable;
     if (wasNotSeen && asset.isOnlyInCloud) {
         entry.reason = Reason::onlyInCloud;
     }
-    entry.status = Status::derivativeOnly;
+    // A file elsewhere that is not there now may be on a disk that can be connected: that is what its owner
+    // has to read. The copy is saved as one all the same.
+    const bool liesElsewhere = asset.isReferenced
+        && (entry.reason == Reason::referencedFileGone || entry.reason == Reason::refusedLocation);
+    entry.status = liesElsewhere ? Status::missing : Status::derivativeOnly;
     entry.isStillOfVideo = asset.kind == Asset::Kind::video && !choice.best()->isVideo;
     entry.partnerMissing = lacksPartner(asset, without.companions);
     entry.file = ResolvedFile{.path = choice.best()->path,
@@ -142,6 +168,9 @@ OriginalsReport OriginalsInspector::inspect(const LibrarySnapshot& snapshot, con
             .onSilence = [&ledger](bool waiting) { ledger.tell(waiting); }});
     OriginalsFolder(walk, ledger).check(snapshot.assets);
     ReferencedFiles(walk, ledger).check(snapshot.assets);
+    if (!walk.stopped()) {
+        ledger.claimStrays();
+    }
     checkSmallerCopies(walk, ledger);
     return std::move(ledger).finished(walk.stopped().has_value());
 }

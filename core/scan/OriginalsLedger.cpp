@@ -4,6 +4,8 @@
 #include "scan/OriginalNames.h"
 
 #include <algorithm>
+#include <iterator>
+#include <tuple>
 #include <utility>
 
 namespace vantorel {
@@ -11,6 +13,25 @@ namespace vantorel {
 namespace {
 
 constexpr std::int64_t progressStep = 500;
+
+bool isPart(std::string_view path) { return OriginalNames::partDigit(path.substr(path.rfind('/') + 1)) != 0; }
+
+ResolvedFile resolved(const OriginalsReport::UnknownFile& file)
+{
+    ResolvedFile found{.path = file.main, .size = file.size};
+    for (std::size_t i = 0; i < file.companions.size(); ++i) {
+        found.companions.push_back({.path = file.companions[i], .size = file.companionSizes[i]});
+    }
+    return found;
+}
+
+/// A file and its companions, as companions of another.
+void addParts(std::vector<ResolvedFile>& companions, ResolvedFile file)
+{
+    std::ranges::move(std::exchange(file.companions, {}), std::back_inserter(companions));
+    companions.push_back(std::move(file));
+    std::ranges::sort(companions, {}, &ResolvedFile::path);
+}
 
 } // namespace
 
@@ -101,6 +122,93 @@ void OriginalsLedger::note(const std::string& folder, const Looked& looked)
 void OriginalsLedger::addUnknown(OriginalsReport::UnknownFile file)
 {
     (file.size == 0 ? report_.emptyUnknownFiles : report_.unknownFiles).push_back(std::move(file));
+}
+
+void OriginalsLedger::claimStrays()
+{
+    Strays strays;
+    for (std::size_t i = 0; i < report_.unknownFiles.size(); ++i) {
+        if (isUuid(report_.unknownFiles[i].uuid)) {
+            strays[report_.unknownFiles[i].uuid].push_back(i);
+        }
+    }
+    if (strays.empty()) {
+        return;
+    }
+    std::vector<bool> isClaimed(report_.unknownFiles.size(), false);
+    for (auto& [letter, assets] : withoutOriginal_) {
+        std::vector<WithoutOriginal> still;
+        for (WithoutOriginal& without : assets) {
+            const auto stray = bestStray(*without.asset, strays);
+            const bool isFree = stray && !isClaimed[*stray];
+            if (isFree) {
+                isClaimed[*stray] = true;
+            }
+            if (!isFree || !settleStray(without, *stray)) {
+                still.push_back(std::move(without));
+            }
+        }
+        assets = std::move(still);
+    }
+    completePartners(strays, isClaimed);
+
+    std::vector<OriginalsReport::UnknownFile> unclaimed;
+    for (std::size_t i = 0; i < isClaimed.size(); ++i) {
+        if (!isClaimed[i]) {
+            unclaimed.push_back(std::move(report_.unknownFiles[i]));
+        }
+    }
+    report_.unknownFiles = std::move(unclaimed);
+}
+
+/// A main file before a part of one, one of the recorded size before another, the larger.
+std::optional<std::size_t> OriginalsLedger::bestStray(const Asset& asset, const Strays& strays) const
+{
+    const auto found = strays.find(upperAscii(asset.uuid));
+    if (found == strays.end()) {
+        return std::nullopt;
+    }
+    return *std::ranges::max_element(found->second, {}, [&](std::size_t i) {
+        const OriginalsReport::UnknownFile& file = report_.unknownFiles[i];
+        return std::tuple(!isPart(file.main), file.size == asset.originalFileSize, file.size);
+    });
+}
+
+/// Whether nothing more is to be looked for.
+bool OriginalsLedger::settleStray(WithoutOriginal& without, std::size_t stray)
+{
+    ResolvedFile file = resolved(report_.unknownFiles[stray]);
+    if (isPart(file.path)) {
+        addParts(without.companions, std::move(file));
+        return false;
+    }
+    const Asset& asset = *without.asset;
+    std::ranges::move(without.companions, std::back_inserter(file.companions));
+    OriginalEntry entry;
+    entry.status = asset.originalFileSize.value_or(file.size) == file.size
+        ? OriginalEntry::Status::present
+        : OriginalEntry::Status::presentSizeDiffers;
+    entry.partnerMissing = lacksPartner(asset, file.companions);
+    entry.file = std::move(file);
+    settle(asset, std::move(entry));
+    return true;
+}
+
+/// Paired files that lie elsewhere than their main file.
+void OriginalsLedger::completePartners(const Strays& strays, std::vector<bool>& isClaimed)
+{
+    for (const Asset& asset : snapshot_.assets) {
+        OriginalEntry& entry = entryOf(asset);
+        if (!entry.partnerMissing || !entry.file || entry.isOutsideLibrary) {
+            continue;
+        }
+        const auto stray = bestStray(asset, strays);
+        if (stray && !isClaimed[*stray] && isPart(report_.unknownFiles[*stray].main)) {
+            isClaimed[*stray] = true;
+            addParts(entry.file->companions, resolved(report_.unknownFiles[*stray]));
+            entry.partnerMissing = lacksPartner(asset, entry.file->companions);
+        }
+    }
 }
 
 OriginalsReport OriginalsLedger::finished(bool wasStopped) &&

@@ -4,9 +4,12 @@
 #include "scan/OriginalsReport.h"
 #include "scan/OriginalsWalk.h"
 
+#include <cstddef>
 #include <map>
+#include <optional>
 #include <set>
 #include <string>
+#include <unordered_map>
 #include <vector>
 
 namespace vantorel {
@@ -48,11 +51,22 @@ public:
     /// Notes what the look says of the folder.
     void note(const std::string& folder, const Looked& looked);
     void addUnknown(OriginalsReport::UnknownFile file);
+    /// Gives files that lie in another folder than their record says (moved by hand, or by a tool that put a
+    /// library together again) to the assets whose identifier they bear, where these lack them: a file that
+    /// has a record is not left over. Asked when all folders were looked into.
+    void claimStrays();
 
     /// The report, at the end of the walk.
     OriginalsReport finished(bool wasStopped) &&;
 
 private:
+    /// Places in the list of unknown files, by upper-case identifier.
+    using Strays = std::unordered_map<std::string, std::vector<std::size_t>>;
+
+    std::optional<std::size_t> bestStray(const Asset& asset, const Strays& strays) const;
+    bool settleStray(WithoutOriginal& without, std::size_t stray);
+    void completePartners(const Strays& strays, std::vector<bool>& isClaimed);
+
     const LibrarySnapshot& snapshot_;
     const ScanProgressCallback& progress_;
     OriginalsReport report_{};

@@ -1,6 +1,7 @@
 #include "scan/OriginalsReport.h"
 
 #include "base/Text.h"
+#include "scan/OriginalNames.h"
 
 #include <algorithm>
 #include <utility>
@@ -126,6 +127,30 @@ std::optional<std::string> deniedNote(const OriginalsReport& report)
 }
 
 } // namespace
+
+std::optional<ResolvedFile> pairedFileAlone(std::vector<ResolvedFile> companions)
+{
+    for (const char digit : {'4', '3'}) {
+        const auto found = std::ranges::find_if(companions, [digit](const ResolvedFile& companion) {
+            const std::string_view path = companion.path;
+            return OriginalNames::partDigit(path.substr(path.rfind('/') + 1)) == digit;
+        });
+        if (found != companions.end()) {
+            ResolvedFile alone = std::move(*found);
+            companions.erase(found);
+            alone.companions = std::move(companions);
+            return alone;
+        }
+    }
+    return std::nullopt;
+}
+
+bool holdsSmallerCopy(const OriginalEntry& entry)
+{
+    const bool isOfElsewhere = entry.status == Status::missing
+        && (entry.reason == Reason::referencedFileGone || entry.reason == Reason::refusedLocation);
+    return entry.file && (entry.status == Status::derivativeOnly || isOfElsewhere);
+}
 
 std::string_view statusText(const OriginalEntry& entry)
 {

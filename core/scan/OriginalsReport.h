@@ -72,6 +72,15 @@ inline constexpr EnumNames<OriginalEntry::MissingReason, 8> missingReasonNames{{
 }};
 static_assert(inEnumOrder(missingReasonNames));
 
+/// Of an item whose main file is not here, what is left of the original: the RAW of a pair, which shows the
+/// whole picture, else the video of a Live Photo, with the other paired files as its companions. None where
+/// there is neither; side data shows nothing.
+std::optional<ResolvedFile> pairedFileAlone(std::vector<ResolvedFile> companions);
+
+/// Whether the entry's file is only a smaller copy: that of a photo whose original lies elsewhere and is not
+/// there or not read has the status `missing`.
+bool holdsSmallerCopy(const OriginalEntry& entry);
+
 /// The entry in words.
 std::string_view statusText(const OriginalEntry& entry);
 

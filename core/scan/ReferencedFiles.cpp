@@ -56,11 +56,10 @@ void ReferencedFiles::checkAsset(const Asset& asset)
     if (walk_.stopped()) {
         return;
     }
+    // Whatever keeps the file from being read: a smaller copy in the library is better than nothing.
     if (!outside) {
-        ledger_.settle(asset,
-            {.status = Status::missing,
-                .reason = Reason::refusedLocation,
-                .refusedPath = asset.referencedPath});
+        ledger_.settleWithoutOriginal(
+            asset, {.reason = Reason::refusedLocation, .refusedPath = asset.referencedPath}, {});
         return;
     }
     switch (outside->look.outcome) {
@@ -76,20 +75,21 @@ void ReferencedFiles::checkAsset(const Asset& asset)
         }
         return;
     case Outcome::missing:
-        ledger_.settle(asset, {.status = Status::missing, .reason = Reason::referencedFileGone});
+        ledger_.settleWithoutOriginal(asset, {.reason = Reason::referencedFileGone}, {});
         return;
     case Outcome::denied:
         ledger_.noteDenied(DiskPath(outside->path).parent_path().native());
-        ledger_.settle(
-            asset, {.status = Status::missing, .reason = Reason::accessDenied, .refusedPath = outside->path});
+        ledger_.settleWithoutOriginal(
+            asset, {.reason = Reason::accessDenied, .refusedPath = outside->path}, {});
         return;
     case Outcome::unreadable:
         ledger_.lowerState();
-        ledger_.settle(asset, {.status = Status::unchecked, .reason = Reason::folderUnreadable});
+        ledger_.settleWithoutOriginal(
+            asset, {.status = Status::unchecked, .reason = Reason::folderUnreadable}, {});
         return;
     case Outcome::notAFile:
-        ledger_.settle(asset,
-            {.status = Status::missing, .reason = Reason::refusedLocation, .refusedPath = outside->path});
+        ledger_.settleWithoutOriginal(
+            asset, {.reason = Reason::refusedLocation, .refusedPath = outside->path}, {});
         return;
     }
     std::unreachable();

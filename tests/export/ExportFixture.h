@@ -21,6 +21,16 @@ using Tree = std::map<std::string, std::string>;
 /// take minutes. Reads past the cache are refused, as some file systems do.
 class QuickCalls final : public ScriptedCalls {
 public:
+    std::string format{}; ///< "vfat"; empty: the disk's own.
+
+    CallResult<FileSystemStatus> fileSystemOf(const DiskPath& path) const override
+    {
+        auto status = ScriptedCalls::fileSystemOf(path);
+        if (status && !format.empty()) {
+            status->typeName = format;
+        }
+        return status;
+    }
     CallResult<void> sync(int) const override { return {}; }
     CallResult<void> fullSync(int) const override { return {}; }
     CallResult<int> openBeneath(int root, const DiskPath& relative, int flags, mode_t mode) const override
@@ -36,8 +46,8 @@ public:
 struct ExportFixture {
     TemporaryFolder place{};
     std::shared_ptr<ManualClock> clock = std::make_shared<ManualClock>();
-    std::shared_ptr<ScriptedCalls> calls =
-        std::make_shared<ScriptedCalls>(clock, std::make_shared<QuickCalls>());
+    std::shared_ptr<QuickCalls> disk = std::make_shared<QuickCalls>();
+    std::shared_ptr<ScriptedCalls> calls = std::make_shared<ScriptedCalls>(clock, disk);
     LibraryScanResult scan{};
     ExportPlan plan{};
     ExportOptions options{};

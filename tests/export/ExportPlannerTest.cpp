@@ -359,8 +359,12 @@ TEST_P(FilesOfAPhoto, decideWhetherAndAsWhatItIsSaved)
 const ResolvedFile still{.path = "originals/U/U1.heic", .size = 10};
 const ResolvedFile smaller{.path = "resources/derivatives/U/U1_1_105_c.jpeg", .size = 3};
 const ResolvedFile outside{.path = "/Volumes/Old/IMG.heic", .size = 10};
-const ResolvedFile whole{
-    .path = still.path, .size = 10, .companions = {{.path = "originals/U/U1_3.MOV", .size = 5}}};
+const ResolvedFile whole{.path = still.path,
+    .size = 10,
+    .companions = {{.path = "originals/U/00000000-0000-4000-8000-000000000001_3.MOV", .size = 5}}};
+const ResolvedFile smallerWithRaw{.path = smaller.path,
+    .size = 3,
+    .companions = {{.path = "originals/U/00000000-0000-4000-8000-000000000001_4.dng", .size = 9}}};
 const ResolvedFile withSideData{
     .path = still.path, .size = 10, .companions = {{.path = "originals/U/U1_5.aae", .size = 1}}};
 
@@ -400,6 +404,26 @@ INSTANTIATE_TEST_SUITE_P(Rows, FilesOfAPhoto,
             .path = "IMG (still picture only).jpeg",
             .isLivePhoto = true,
             .isSmallerCopy = true},
+        FileCase{.what = "smaller copy left out, its RAW not",
+            .entry = {.status = Status::derivativeOnly, .file = smallerWithRaw},
+            .options = {.includeSmallerCopies = false},
+            .path = "IMG (smaller copy).dng",
+            .isSmallerCopy = true},
+        FileCase{.what = "video of a Live Photo alone",
+            .entry = {.status = Status::derivativeOnly, .file = whole.companions.front()},
+            .options = {.includeSmallerCopies = false},
+            .path = "IMG (smaller copy).MOV",
+            .isLivePhoto = true,
+            .isSmallerCopy = true},
+        FileCase{.what = "smaller copy of a file elsewhere that is gone",
+            .entry = {.status = Status::missing, .reason = Reason::referencedFileGone, .file = smaller},
+            .path = "IMG (smaller copy).jpeg",
+            .isSmallerCopy = true},
+        FileCase{.what = "RAW without its JPEG",
+            .entry = {.status = Status::present,
+                .file = smallerWithRaw.companions.front(),
+                .partnerMissing = true},
+            .path = "IMG.dng"},
         FileCase{.what = "RAW partner missing",
             .entry = {.status = Status::present, .file = still, .partnerMissing = true},
             .path = "IMG.HEIC"},
@@ -427,6 +451,28 @@ INSTANTIATE_TEST_SUITE_P(Rows, FilesOfAPhoto,
         std::ranges::replace_if(name, [](char c) { return c == ' ' || c == ','; }, '_');
         return name;
     });
+
+TEST(LeftoverFiles, areNotedAndSavedWhenAskedFor)
+{
+    Library library;
+    library.photo("IMG.HEIC");
+    library.scan.originals.unknownFiles = {
+        {.uuid = "U9", .directory = "U", .main = "originals/U/U9.jpeg", .size = 4}};
+    library.scan = reconciled(library.scan.snapshot, library.scan.originals);
+    const auto without = library.plan();
+    EXPECT_EQ(without.items.size(), 1U);
+    ASSERT_EQ(without.notes.size(), 1U);
+    EXPECT_TRUE(without.notes.front().ends_with("It may be left over from a deleted photo and is not "
+                                                "exported."));
+
+    library.scan = withLeftovers(library.scan);
+    const auto with = library.plan();
+    EXPECT_EQ(with.items.back().files.front().relativePath, "Recovered without details/U9.jpeg");
+    EXPECT_EQ(with.notes, Strings{});
+    EXPECT_EQ(library.scan.snapshot.notes,
+        Strings{"1 files in the originals folder have lost their database record: the files are saved, "
+                "without their album, name, caption or date."});
+}
 
 TEST(NamesOfFiles, comeFromTheLibraryAndFitTheFile)
 {

@@ -168,6 +168,20 @@ TEST(ExporterStart, refusesADiskThatIsTooSmall)
     EXPECT_EQ(fixture.out(), Tree());
 }
 
+TEST(ExporterStart, isPatientWithAFullFolderOnASlowDisk)
+{
+    ExportFixture fixture;
+    fixture.addTypical();
+    for (const char* other : {"a (incomplete)", "b (incomplete)", "c (incomplete)"}) {
+        fixture.place.makeFolder("Out/" + std::string(other));
+    }
+    // In all far more than the silence that is allowed, and never silent for so long.
+    const auto slow =
+        fixture.calls->on("nextEntry", fixture.destination().native()).delay(std::chrono::seconds(6));
+    EXPECT_TRUE(fixture.run().isFinished());
+    EXPECT_GT(slow.hits(), 3U);
+}
+
 TEST(ExporterStart, needsNoSpaceForWhatTheJournalHas)
 {
     ExportFixture fixture;

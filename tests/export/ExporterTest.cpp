@@ -237,6 +237,13 @@ INSTANTIATE_TEST_SUITE_P(Rows, ExporterSkip,
         Skip{"tooLarge",
             [](ExportFixture& fixture) { fixture.calls->on("write", "*.part").nth(5).fail(EFBIG); },
             "Larger than this disk format allows", false},
+        Skip{"tooLargeForFat",
+            [](ExportFixture& fixture) { // known before a byte is copied
+                fixture.disk->format = "vfat";
+                fixture.plan.items[1].files.front().size = 5'000'000'000;
+                fixture.calls->on("read", source(fixture)).fail(EIO);
+            },
+            "Larger than this disk format allows", false},
         Skip{"nameRefused",
             [](ExportFixture& fixture) {
                 fixture.calls->on("renameExclusiveAt", "*/IMG_2.jpg").fail(EILSEQ);
@@ -321,6 +328,19 @@ TEST(Exporter, givesAPlainNameWhereTheDiskRefusesThePlannedOne)
         EXPECT_TRUE(tree.contains("00000000-0000-0000-0000-000000000001.xmp")) << code;
         EXPECT_THAT(fixture.verify().differences, IsEmpty());
     }
+}
+
+TEST(Exporter, savesAFileWhoseNameNoDiskCanHold)
+{
+    // An album of long words without a dot but the last: the extension alone may be as long as a name.
+    ExportFixture fixture;
+    fixture.add(1, "Albums/Trip", {"IMG_1.heic"});
+    fixture.plan.items[0].files[0].relativePath =
+        "Albums/Trip/" + std::string(180, 'n') + "." + std::string(180, 'x') + ".dat";
+    fixture.plan.items[0].sidecarRelativePath = "Albums/Trip/" + std::string(180, 'n') + ".xmp";
+    EXPECT_TRUE(fixture.run().isFinished());
+    EXPECT_TRUE(fixture.out().contains("Lib export/Albums/Trip/00000000-0000-0000-0000-000000000001.dat"));
+    EXPECT_THAT(fixture.verify().differences, IsEmpty());
 }
 
 TEST(Exporter, neverReplacesWhatSomebodyElsePutUnderAPlannedName)

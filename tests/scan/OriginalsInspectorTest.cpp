@@ -43,8 +43,13 @@ TEST(Matching, takesTheNameThenTheFoldedNameThenTheIdentifier)
             {"{} in A: originals/A/{}.png:5"}},
         {"", {"{}.jpeg"}, "present originals/A/{}.jpeg:5"},
         // A name with a part digit is never the main file, whatever is recorded.
-        {"{}.jpeg", {"{}_3.mov"}, "missing/notFound"},
-        {"{}_3.mov", {"{}_3.mov"}, "missing/notFound"},
+        {"{}.jpeg", {"{}_3.mov"}, "derivativeOnly/notFound originals/A/{}_3.mov:5"},
+        {"{}_3.mov", {"{}_3.mov"}, "derivativeOnly/notFound originals/A/{}_3.mov:5"},
+        // It is what is left of the original: the RAW of a pair is a whole one.
+        {"{}.jpeg", {"{}_3.mov", "{}_4.cr2", "{}_5.aae"},
+            "present originals/A/{}_4.cr2:5 + originals/A/{}_3.mov:5 + originals/A/{}_5.aae:5 "
+            "partnerMissing"},
+        {"{}.jpeg", {"{}_5.aae"}, "missing/notFound"},
         {"{}.jpeg", {"{}_4.cr2", "{}_5.aae", "{}.jpeg"},
             "present originals/A/{}.jpeg:5 + originals/A/{}_4.cr2:5 + originals/A/{}_5.aae:5"},
         // Left by systems: neither an original nor unknown.
@@ -315,6 +320,41 @@ TEST(UnknownFiles, areGroupedByIdentifier)
     EXPECT_EQ(described(report.emptyUnknownFiles),
         Lines{idOf('C', 5) + " in C: originals/C/c0000000-0000-4000-8000-000000000005.jpeg:0"});
     EXPECT_EQ(report.state, Report::State::complete);
+}
+
+TEST(Strays, belongToTheAssetWhoseIdentifierTheyBear)
+{
+    ScanFixture scan;
+    scan.add('A', 1, 5);
+    scan.add('A', 2, 6).expectsPartner = true; // of another size, and its partner elsewhere
+    scan.add('B', 3).expectsPartner = true;    // only the partner lies elsewhere
+    scan.add('B', 4);                          // is where it should be: another one is a file too many
+    scan.add('B', 5);                          // its RAW alone is here, elsewhere
+    scan.add('B', 6).isSharedAlbumItem = true;
+    const auto at = [](const char* folder, char letter, int number, const char* end) {
+        return std::string("originals/") + folder + "/" + idOf(letter, number) + end;
+    };
+    for (const std::string& path : {at("C", 'A', 1, ".jpeg"), at("D", 'A', 1, ".heic"),
+             at("C", 'A', 2, ".heic"), at("A", 'A', 2, "_4.cr2"), at("B", 'B', 3, ".jpeg"),
+             at("C", 'B', 3, "_3.mov"), at("B", 'B', 4, ".jpeg"), at("C", 'B', 4, ".jpeg"),
+             at("C", 'B', 5, "_4.cr2"), at("C", 'B', 6, ".jpeg"), at("C", 'C', 7, ".jpeg")}) {
+        scan.file(path, path.ends_with(".heic") ? 9 : 5);
+    }
+    const Report report = scan.inspect();
+    EXPECT_EQ(described(report),
+        (Entries{{1, "present " + at("C", 'A', 1, ".jpeg") + ":5"},
+            {2,
+                "presentSizeDiffers " + at("C", 'A', 2, ".heic") + ":9 + " + at("A", 'A', 2, "_4.cr2")
+                    + ":5"},
+            {3, "present " + at("B", 'B', 3, ".jpeg") + ":5 + " + at("C", 'B', 3, "_3.mov") + ":5"},
+            {4, "present " + at("B", 'B', 4, ".jpeg") + ":5"},
+            {5, "present " + at("C", 'B', 5, "_4.cr2") + ":5 partnerMissing"},
+            {6, "missing/sharedAlbumItem"}}));
+    EXPECT_EQ(described(report.unknownFiles),
+        (Lines{idOf('B', 4) + " in C: " + at("C", 'B', 4, ".jpeg") + ":5",
+            idOf('B', 6) + " in C: " + at("C", 'B', 6, ".jpeg") + ":5",
+            idOf('C', 7) + " in C: " + at("C", 'C', 7, ".jpeg") + ":5",
+            idOf('A', 1) + " in D: " + at("D", 'A', 1, ".heic") + ":9"}));
 }
 
 TEST(UnknownFiles, tooDeepCountAsNotRead)

@@ -95,6 +95,24 @@ TEST(Reconciliation, adoptsFilesWhoseRecordsMayBeLost)
     }
 }
 
+TEST(Reconciliation, adoptsFilesOfAWholeDatabaseWherePhotoRowsAreMissing)
+{
+    using Kind = DamageReport::Loss::Kind;
+    const auto isAdopted = [](const LibrarySnapshot& snapshot) {
+        return reconciled(snapshot, {.unknownFiles = {unknown("X", 5)}}).snapshot.assets.size() == 2;
+    };
+    for (const auto& [kind, name] : lossKindNames) {
+        LibrarySnapshot snapshot = snapshotOf(Severity::none);
+        snapshot.damage.losses = {{.kind = kind, .count = 1}};
+        EXPECT_EQ(isAdopted(snapshot), kind == Kind::invalidPaths || kind == Kind::albumEntriesWithoutPhoto)
+            << name;
+    }
+    LibrarySnapshot snapshot = snapshotOf(Severity::none);
+    EXPECT_FALSE(isAdopted(snapshot));
+    snapshot.notes.emplace_back("2 damaged photo rows had no usable id or file location and were left out.");
+    EXPECT_TRUE(isAdopted(snapshot));
+}
+
 TEST(Reconciliation, adoptsAnEmptyFileWithoutANote)
 {
     const auto result = reconciled(snapshotOf(Severity::salvaged), {.emptyUnknownFiles = {unknown("E", 0)}});

@@ -142,7 +142,8 @@ TEST(ReferencedFiles, areLookedAtWhereTheLibraryPoints)
     const std::string refused = "missing/refusedLocation refused ";
     EXPECT_EQ(described(report),
         (Entries{{1, "referenced " + scan.at("out/here.jpg") + ":5 outside"},
-            {2, "missing/referencedFileGone"}, {3, refused + scan.at("out/notes.txt")},
+            {2, "missing/referencedFileGone resources/derivatives/A/" + idOf('A', 2) + "_1_105_c.jpeg:5"},
+            {3, refused + scan.at("out/notes.txt")},
             {4, "derivativeOnly/emptyFile resources/derivatives/A/" + idOf('A', 4) + "_1_105_c.jpeg:5"},
             {5, refused + scan.at("out/link.jpg")}, {6, refused + scan.at("linked/here.jpg")},
             {7, refused + scan.at("out/folder.jpg")}, {8, refused + "/etc/passwd.jpg"},

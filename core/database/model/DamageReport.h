@@ -91,6 +91,10 @@ inline constexpr EnumNames<DamageReport::Loss::Kind, 16> lossKindNames{{
 }};
 static_assert(inEnumOrder(lossKindNames));
 
+/// A note of the snapshot, behind the count: such rows are no loss of their own.
+inline constexpr std::string_view droppedRowsNote =
+    " damaged photo rows had no usable id or file location and were left out.";
+
 /// Which kind of link is wholly gone; chooses the sentence of a `linksLost`.
 enum class LostLinks { albums, keywords, people };
 /// Which source gave what the database itself had not.
