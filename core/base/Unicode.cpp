@@ -170,6 +170,22 @@ std::string upperCase(std::string_view text)
     }));
 }
 
+std::string lowerCase(std::string_view text)
+{
+    if (isAscii(text)) {
+        return lowerAscii(text);
+    }
+    const std::u16string source = wide(text);
+    return narrow(filled(source.size() * 2, [&](char16_t* out, std::int32_t size, UErrorCode* status) {
+        return u_strToLower(out, size, source.data(), lengthOf(source), "", status);
+    }));
+}
+
+bool isSameText(std::string_view a, std::string_view b)
+{
+    return a == b || ((!isAscii(a) || !isAscii(b)) && composed(a) == composed(b));
+}
+
 std::string caseAndWidthFolded(std::string_view text)
 {
     if (isAscii(text)) {

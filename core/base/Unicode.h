@@ -16,8 +16,11 @@ std::string decomposed(std::string_view text);
 /// Composed form of the full case folding: names that differ only in case or Unicode form give one key. For
 /// finding files; unique names for an export have their own, stricter key.
 std::string caseFoldedComposed(std::string_view text);
-/// Locale-independent upper case.
+/// Locale-independent upper and lower case.
 std::string upperCase(std::string_view text);
+std::string lowerCase(std::string_view text);
+/// Whether both are the same text whatever their Unicode form.
+bool isSameText(std::string_view a, std::string_view b);
 /// NFD, then case folding and width folding (full-width and half-width forms to the ordinary ones), then NFD
 /// again; diacritics stay.
 std::string caseAndWidthFolded(std::string_view text);

@@ -5,7 +5,6 @@
 
 #include <algorithm>
 #include <limits>
-#include <string_view>
 #include <unordered_map>
 #include <utility>
 
@@ -14,11 +13,6 @@ namespace vantorel {
 namespace {
 
 constexpr auto atTop = std::numeric_limits<std::size_t>::max();
-
-std::string_view untitled(const Album& album)
-{
-    return album.kind == Album::Kind::folder ? "Untitled Folder" : "Untitled Album";
-}
 
 bool getsFolder(const Album& album)
 {
@@ -120,11 +114,6 @@ private:
 };
 
 } // namespace
-
-std::string shownTitle(const Album& album)
-{
-    return album.title && !album.title->empty() ? *album.title : std::string(untitled(album));
-}
 
 AlbumTree albumTree(const std::vector<Album>& albums, const std::optional<std::set<std::int64_t>>& chosen)
 {

@@ -38,7 +38,4 @@ inline constexpr std::size_t mostFolderPathBytes = 640;
 /// folder get none. All get their names whether chosen or not, so that a choice never changes a path.
 AlbumTree albumTree(const std::vector<Album>& albums, const std::optional<std::set<std::int64_t>>& chosen);
 
-/// The title, or what stands for an empty one.
-std::string shownTitle(const Album& album);
-
 } // namespace vantorel

@@ -122,6 +122,10 @@ TEST(Unicode, foldsNamesThatADiskTakesAsOne)
     EXPECT_EQ(caseAndWidthFolded("\xEF\xBD\xB6"), "\xE3\x82\xAB");   // half-width ka
     EXPECT_NE(caseAndWidthFolded("\xC3\xA9"), "e");                  // diacritics stay
     EXPECT_EQ(upperCase("con\xC3\xA9"), "CON\xC3\x89");
+    EXPECT_EQ(lowerCase("IMG_\xC3\x89.JPG"), "img_\xC3\xA9.jpg");
+    EXPECT_TRUE(isSameText(composedName, decomposedName));
+    EXPECT_TRUE(isSameText("K", "\xE2\x84\xAA")); // the sign of Kelvin is composed to the letter
+    EXPECT_FALSE(isSameText("a", "A"));
 }
 
 TEST(Unicode, cutsBetweenWholeCharacters)

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace vantorel {
@@ -41,5 +42,10 @@ inline constexpr EnumNames<Album::Kind, 6> albumKindNames{{
     {Album::Kind::shared, "shared"},
 }};
 static_assert(inEnumOrder(albumKindNames));
+
+/// What stands for the title of one that has none.
+std::string_view untitled(const Album& album);
+/// The title, or what stands for an empty one.
+std::string shownTitle(const Album& album);
 
 } // namespace vantorel
