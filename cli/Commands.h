@@ -7,6 +7,7 @@
 #include <expected>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace vantorel::cli {
@@ -14,6 +15,12 @@ namespace vantorel::cli {
 struct ScanArguments {
     std::string library{};
     bool list = false; ///< Also name every item that is missing or limited.
+};
+
+struct CompareArguments {
+    std::string library{};
+    std::string other{};
+    bool list = false; ///< Also name every entry of a long list.
 };
 
 struct ExportArguments {
@@ -31,12 +38,16 @@ struct VerifyArguments {
 
 /// Each carries out one command and returns the exit status.
 int runScan(const Context& context, const ScanArguments& arguments);
+int runCompare(const Context& context, const CompareArguments& arguments);
 int runExport(const Context& context, const ExportArguments& arguments);
 int runVerify(const Context& context, const VerifyArguments& arguments);
 
-/// Scans with progress; a failure was already said and is the exit status.
+/// Scans with progress; a failure was already said and is the exit status. `which` stands before the stages
+/// where there is more than one library.
 std::expected<std::shared_ptr<const LibraryScanResult>, int> scanWithProgress(
-    const Context& context, const std::string& library);
+    const Context& context, const std::string& library, std::string_view which = {});
+/// Whether all of the library was read and looked at.
+bool isWhole(const LibraryScanResult& scan);
 
 /// The exit status of work that was stopped: 128 + the signal.
 int stoppedStatus();

@@ -187,6 +187,33 @@ Json toJson(const OriginalsReport::UnknownFile& file)
     };
 }
 
+Json toJson(const ChangedAsset& asset)
+{
+    Json changes = Json::array();
+    for (const auto change : asset.changes) {
+        changes.push_back(nameIn(assetChangeNames, change));
+    }
+    return {
+        {"sourcePK", asset.sourcePK},
+        {"otherPK", asset.otherPK},
+        {"name", asset.name},
+        {"changes", std::move(changes)},
+    };
+}
+
+Json toJson(const ChangedAlbum& album)
+{
+    return {
+        {"sourcePK", album.sourcePK},
+        {"otherPK", album.otherPK},
+        {"name", album.name},
+        {"renamedFrom", orNull(album.renamedFrom)},
+        {"movedFrom", orNull(album.movedFrom)},
+        {"photosMissingInOther", album.photosMissingInOther},
+        {"photosOnlyInOther", album.photosOnlyInOther},
+    };
+}
+
 Json toJson(const PlannedItem& item)
 {
     Json files = Json::array();
@@ -260,6 +287,35 @@ bool printJson(const LibraryScanResult& scan)
     out.add(",\n\"deniedFolders\": ");
     out.addJson(Json(originals.deniedFolders));
     out.add("}}");
+    return out.finish();
+}
+
+bool printJson(const LibraryComparison& comparison)
+{
+    Output out;
+    const auto add = [&out](std::string_view key, const Json& value) {
+        out.add(",\n");
+        out.addJson(Json(std::string(key)));
+        out.add(": ");
+        out.addJson(value);
+    };
+    out.add("{\"missingAssetPKs\": ");
+    out.addJson(Json(comparison.missingAssetPKs));
+    add("deletedHereOnlyCount", comparison.deletedHereOnlyCount);
+    add("originalInCloudInOtherCount", comparison.originalInCloudInOtherCount);
+    out.add(",\n");
+    out.addList("changedAssets", comparison.changedAssets, anyToJson);
+    add("sameAssetCount", comparison.sameAssetCount);
+    add("onlyInOtherAssetCount", comparison.onlyInOtherAssetCount);
+    add("missingAlbumPKs", comparison.missingAlbumPKs);
+    add("missingFolderPKs", comparison.missingFolderPKs);
+    out.add(",\n");
+    out.addList("changedAlbums", comparison.changedAlbums, anyToJson);
+    add("sameAlbumCount", comparison.sameAlbumCount);
+    add("onlyInOtherAlbumCount", comparison.onlyInOtherAlbumCount);
+    add("matchedByNameAndDate", comparison.matchedByNameAndDate);
+    add("cautions", comparison.cautions);
+    out.add("}");
     return out.finish();
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "compare/LibraryComparison.h"
 #include "export/ExportOutcome.h"
 #include "export/ExportPlan.h"
 #include "export/ExportVerifier.h"
@@ -15,6 +16,7 @@ namespace vantorel::cli {
 /// to standard output, since a library of a million items as one tree would take gigabytes. False when
 /// standard output could not take it all.
 bool printJson(const LibraryScanResult& scan);
+bool printJson(const LibraryComparison& comparison);
 bool printJson(const ExportPlan& plan);
 bool printJson(const ExportOutcome& outcome);
 bool printJson(const VerifyResult& result);

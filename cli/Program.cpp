@@ -29,6 +29,7 @@ constexpr const char* description =
     "\n"
     "Examples:\n"
     "  vantorel scan \"/media/me/Old Mac/Photos Library.photoslibrary\"\n"
+    "  vantorel compare \"/media/me/Old Mac/Photos Library.photoslibrary\" \"Photos Library.photoslibrary\"\n"
     "  vantorel export \"Photos Library.photoslibrary\" /media/me/Rescue\n"
     "  vantorel export --album Rome --dry-run \"Photos Library.photoslibrary\" .\n"
     "  vantorel verify \"/media/me/Rescue/Photos Library export\"\n";
@@ -87,6 +88,7 @@ int runProgram(int argc, char** argv)
 {
     Context context;
     ScanArguments scan;
+    CompareArguments compare;
     ExportArguments save;
     VerifyArguments verify;
 
@@ -100,6 +102,15 @@ int runProgram(int argc, char** argv)
     scanCommand->add_option("LIBRARY", scan.library, "The library, or a folder copied from one")->required();
     scanCommand->add_flag("--list", scan.list, "Also name every item that is missing or limited");
     addCommonOptions(*scanCommand, context.options);
+
+    auto* compareCommand =
+        app.add_subcommand("compare", "Tell what a library has that another one has not, or has differently");
+    compareCommand->add_option("LIBRARY", compare.library, "The library, or a folder copied from one")
+        ->required();
+    compareCommand->add_option("OTHER", compare.other, "The one to compare with, usually today's")
+        ->required();
+    compareCommand->add_flag("--list", compare.list, "Also name every entry of a long list");
+    addCommonOptions(*compareCommand, context.options);
 
     auto* exportCommand = app.add_subcommand(
         "export", "Save the original files in folders named after the albums, with sidecars and a report");
@@ -150,7 +161,9 @@ int runProgram(int argc, char** argv)
         if (verifyCommand->parsed()) {
             status = runVerify(context, verify);
         } else if (addTemporaryPlace(context)) {
-            status = scanCommand->parsed() ? runScan(context, scan) : runExport(context, save);
+            status = scanCommand->parsed() ? runScan(context, scan)
+                : compareCommand->parsed() ? runCompare(context, compare)
+                                           : runExport(context, save);
         }
         context.services = {};
     } catch (const std::exception& error) {

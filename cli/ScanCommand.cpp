@@ -58,7 +58,7 @@ DiskPath pathArgument(const std::string& argument)
 }
 
 std::expected<std::shared_ptr<const LibraryScanResult>, int> scanWithProgress(
-    const Context& context, const std::string& library)
+    const Context& context, const std::string& library, std::string_view which)
 {
     const DiskPath path = pathArgument(library);
     auto line = std::make_unique<ProgressLine>(
@@ -71,7 +71,8 @@ std::expected<std::shared_ptr<const LibraryScanResult>, int> scanWithProgress(
         return std::make_shared<const LibraryScanResult>(
             scanner.scan(path, context.cancel, [&](const ScanProgress& progress) {
                 line->show({
-                    .stage = std::string(stageTexts.at(static_cast<std::size_t>(progress.stage))),
+                    .stage =
+                        fmt::format("{}{}", which, stageTexts.at(static_cast<std::size_t>(progress.stage))),
                     .done = progress.done,
                     .total = progress.total,
                     .waitingForDisk = progress.waitingForDisk,
@@ -100,6 +101,11 @@ std::expected<std::shared_ptr<const LibraryScanResult>, int> scanWithProgress(
     }
 }
 
+bool isWhole(const LibraryScanResult& scan)
+{
+    return scan.originals.state == OriginalsReport::State::complete && !scan.snapshot.damage.diskDidNotAnswer;
+}
+
 int runScan(const Context& context, const ScanArguments& arguments)
 {
     const auto scan = scanWithProgress(context, arguments.library);
@@ -115,9 +121,7 @@ int runScan(const Context& context, const ScanArguments& arguments)
         const auto list = arguments.list ? ItemList::everyProblem : ItemList::countsOnly;
         std::fputs(scanSummary(**scan, list).c_str(), stdout);
     }
-    const bool whole = (*scan)->originals.state == OriginalsReport::State::complete
-        && !(*scan)->snapshot.damage.diskDidNotAnswer;
-    return whole ? done : notComplete;
+    return isWhole(**scan) ? done : notComplete;
 }
 
 } // namespace vantorel::cli

@@ -26,7 +26,7 @@ const std::map<std::string, std::set<std::string>> allowed{
     {"journals", {"base", "disk", "database/model"}},
     {"database", {"base", "disk", "discovery/volumes", "database/model", "journals"}},
     {"scan", {"base", "disk", "discovery/volumes", "database/model", "database"}},
-    {"compare", {"base", "database/model", "scan"}},
+    {"compare", {"base", "database/model", "database", "scan"}},
     {"export", {"base", "disk", "discovery/volumes", "database/model", "database", "scan"}},
     {"discovery", {"base", "disk", "discovery/volumes"}},
 };
