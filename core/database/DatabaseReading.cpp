@@ -53,6 +53,7 @@ class Reading {
 public:
     Reading(const DatabaseSource& source, SchemaChecks checks)
         : steps_(source)
+        , isRebuilt_(source.isRebuilt)
     {
         gathered_->state.context.checks = checks;
         gathered_->state.context.cancel = source.cancel;
@@ -224,6 +225,7 @@ private:
         }
         const auto& titles = gathered_->keywords.titles;
         noteLostLinks(LostLinks::keywords, Asset::LostDetail::keywords, !titles.empty(),
+            schema().keywordJoin ? std::optional(schema().keywordJoin->table) : std::nullopt,
             schema().keywordJoin ? rowsOf(schema().keywordJoin->table) : 0);
     }
 
@@ -240,7 +242,8 @@ private:
         }
         const bool anyNamed =
             std::ranges::any_of(people.persons, [](const auto& entry) { return !entry.second.name.empty(); });
-        noteLostLinks(LostLinks::people, Asset::LostDetail::people, anyNamed, people.facesWithPerson);
+        noteLostLinks(LostLinks::people, Asset::LostDetail::people, anyNamed, schema().faceTable,
+            people.facesWithPerson);
     }
 
     void readAlbums()
@@ -256,16 +259,23 @@ private:
         const bool anyAlbum = std::ranges::any_of(
             state().snapshot.albums, [](const Album& album) { return album.kind == Album::Kind::album; });
         noteLostLinks(LostLinks::albums, Asset::LostDetail::albums, anyAlbum,
+            schema().albumJoin ? std::optional(schema().albumJoin->table) : std::nullopt,
             schema().albumJoin ? rowsOf(schema().albumJoin->table) : 0);
     }
 
     std::int64_t rowsOf(const std::string& table) { return state().context.counts[table].rowsRead; }
 
-    /// In a rebuilt database links that are all gone are a loss. A whole one may have albums that are all
-    /// empty, keywords that nobody uses and people whose photos were deleted.
-    void noteLostLinks(LostLinks links, Asset::LostDetail detail, bool anyOwner, std::int64_t linksRead)
+    /// Links that are all gone are a loss where their table gave an error, or in a rebuilt database. A table
+    /// that was read may have albums that are all empty, keywords that nobody uses and people whose photos
+    /// were deleted.
+    void noteLostLinks(LostLinks links, Asset::LostDetail detail, bool anyOwner,
+        const std::optional<std::string>& table, std::int64_t linksRead)
     {
         if (!state().lenient() || !anyOwner || linksRead > 0) {
+            return;
+        }
+        const auto& unreadable = state().context.unreadable;
+        if (!isRebuilt_ && table && std::ranges::find(unreadable, *table) == unreadable.end()) {
             return;
         }
         state().context.linksLost.push_back(links);
@@ -319,6 +329,7 @@ private:
     }
 
     DatabaseSteps steps_;
+    bool isRebuilt_;
     std::shared_ptr<Gathered> gathered_ = std::make_shared<Gathered>();
     std::map<std::string, std::int64_t> expected_; ///< Rows by table, for the progress.
 };

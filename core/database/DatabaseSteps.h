@@ -23,6 +23,8 @@ struct DatabaseSource {
     Seconds stallLimit{60};
     std::shared_ptr<ReadProgress> progress{};
     DiskPath file{};
+    /// Of a rebuilt database, where a table that lost everything looks like one that was always empty.
+    bool isRebuilt = false;
 };
 
 /// Runs the steps of one reading, each on a worker of its own that is waited for with patience. Its heartbeat

@@ -183,7 +183,9 @@ private:
             return std::nullopt;
         }
         progress_->begin(ScanStage::readingDatabase);
-        auto reading = readDatabase(source(output->url), SchemaChecks::lenient);
+        DatabaseSource rebuilt = source(output->url);
+        rebuilt.isRebuilt = true;
+        auto reading = readDatabase(rebuilt, SchemaChecks::lenient);
         if (!reading) {
             return std::nullopt;
         }

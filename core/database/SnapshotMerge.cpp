@@ -345,18 +345,28 @@ private:
         };
         using Feature = SchemaSummary::Feature;
         const auto isThere = [&](Feature feature) { std::erase(base_.schema.unavailable, feature); };
-        if (linksBack_) {
+        // Links that were found again can also be none at all: albums that are empty, keywords that nobody
+        // uses.
+        const auto isWhole = [&](Detail detail) {
+            return std::ranges::none_of(
+                base_.assets, [&](const Asset& asset) { return asset.lostDetails.contains(detail); });
+        };
+        if (linksBack_ || isWhole(Detail::albums)) {
             isMade(LostLinks::albums);
         }
         if (linksBack_ || added_.albums > 0) {
             isThere(Feature::albums);
         }
-        if (keywordsBack_ > 0) {
+        if (keywordsBack_ > 0 || isWhole(Detail::keywords)) {
             isMade(LostLinks::keywords);
+        }
+        if (keywordsBack_ > 0) {
             isThere(Feature::keywords);
         }
-        if (peopleBack_) {
+        if (peopleBack_ || isWhole(Detail::people)) {
             isMade(LostLinks::people);
+        }
+        if (peopleBack_) {
             isThere(Feature::people);
         }
         if (captionsBack_ > 0) {

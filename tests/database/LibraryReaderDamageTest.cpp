@@ -1,5 +1,6 @@
 #include "ReaderFixture.h"
 #include "SalvagerFixture.h"
+#include "sample/DatabasePages.h"
 #include "sample/SampleLibrary.h"
 
 #include <gmock/gmock.h>
@@ -14,6 +15,7 @@ namespace {
 
 using testing::Contains;
 using testing::StartsWith;
+using Pages = sample::DatabasePages;
 using Severity = DamageReport::Severity;
 
 /// A library with journals and all its changes merged into the database, written and read once.
@@ -28,7 +30,7 @@ struct Whole {
         options.hardLinkedFiles = true;
         sample::writeLibrary(plan, options, library);
         pages.bytes = folder.read(database);
-        roots = rootPages(folder / database);
+        roots = pages.roots();
         snapshot = LibraryReading().of(library);
     }
     static const Whole& get()

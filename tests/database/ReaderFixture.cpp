@@ -194,7 +194,8 @@ std::expected<DatabaseReading, DatabaseTrouble> ReaderFixture::tryReading(Schema
     const DatabaseSource source{.calls = realSystemCalls(),
         .clock = systemClock(),
         .progress = std::make_shared<ReadProgress>(ScanProgressCallback()),
-        .file = database()};
+        .file = database(),
+        .isRebuilt = checks == SchemaChecks::lenient};
     return readDatabase(source, checks);
 }
 
