@@ -11,4 +11,7 @@ namespace vantorel::cli {
 /// settings. None on macOS, where the sentence says it all.
 std::optional<std::string> accessAdvice(const SystemCalls& calls, const DiskPath& path);
 
+/// The same beneath the sentence of a locked volume.
+std::optional<std::string> lockedVolumeAdvice();
+
 } // namespace vantorel::cli

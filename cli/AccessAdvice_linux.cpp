@@ -27,4 +27,9 @@ std::optional<std::string> accessAdvice(const SystemCalls& calls, const DiskPath
         owner, getuid(), getgid());
 }
 
+std::optional<std::string> lockedVolumeAdvice()
+{
+    return "On Linux: open it in the file manager, or with \"udisksctl unlock -b DEVICE\".";
+}
+
 } // namespace vantorel::cli

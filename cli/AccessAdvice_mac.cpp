@@ -4,4 +4,6 @@ namespace vantorel::cli {
 
 std::optional<std::string> accessAdvice(const SystemCalls&, const DiskPath&) { return std::nullopt; }
 
+std::optional<std::string> lockedVolumeAdvice() { return std::nullopt; }
+
 } // namespace vantorel::cli

@@ -12,6 +12,11 @@
 
 namespace vantorel::cli {
 
+struct FindArguments {
+    std::vector<std::string> folders{};
+    bool only = false; ///< Nowhere else than in these.
+};
+
 struct ScanArguments {
     std::string library{};
     bool list = false; ///< Also name every item that is missing or limited.
@@ -37,6 +42,7 @@ struct VerifyArguments {
 };
 
 /// Each carries out one command and returns the exit status.
+int runFind(const Context& context, const FindArguments& arguments);
 int runScan(const Context& context, const ScanArguments& arguments);
 int runCompare(const Context& context, const CompareArguments& arguments);
 int runExport(const Context& context, const ExportArguments& arguments);

@@ -54,6 +54,44 @@ Json orNull(const std::optional<T>& value)
 Json orNull(const std::optional<Date>& date) { return date ? Json(isoMilliseconds(*date)) : Json(nullptr); }
 Json orNull(const std::optional<DiskPath>& path) { return path ? Json(path->native()) : Json(nullptr); }
 
+Json toJson(const VolumeInfo& volume)
+{
+    return {
+        {"mountPoint", volume.mountPoint},
+        {"name", volume.name},
+        {"fileSystem", nameIn(fileSystemNames, volume.fileSystem)},
+        {"rawFileSystemName", volume.rawFileSystemName},
+        {"isReadOnly", volume.isReadOnly},
+        {"ignoresOwnership", volume.ignoresOwnership},
+        {"isEncrypted", volume.isEncrypted},
+        {"isLocal", volume.isLocal},
+        {"isRemovable", volume.isRemovable},
+        {"isRootVolume", volume.isRootVolume},
+        {"blockSize", volume.blockSize},
+        {"freeBytes", volume.freeBytes},
+    };
+}
+
+Json toJson(const FoundLibrary& library)
+{
+    std::optional<Date> modified;
+    if (library.databaseModified) {
+        modified = std::chrono::time_point_cast<Date::duration>(*library.databaseModified);
+    }
+    return {
+        {"url", library.url.native()},
+        {"name", library.name},
+        {"origin", nameIn(libraryOriginNames, library.origin)},
+        {"format", nameIn(libraryFormatNames, library.format)},
+        {"volume", library.volume ? toJson(*library.volume) : Json(nullptr)},
+        {"databaseBytes", orNull(library.databaseBytes)},
+        {"databaseModified", orNull(modified)},
+        {"accessProblem", orNull(library.accessProblem)},
+        {"databaseExcludedFromBackups", library.databaseExcludedFromBackups},
+        {"hasJournals", library.hasJournals},
+    };
+}
+
 Json toJson(const Asset& asset)
 {
     Json lost = Json::array();
@@ -385,6 +423,29 @@ bool printJson(const ExportOutcome& outcome)
     out.add(",\n");
     out.addList("skipped", outcome.skipped, anyToJson);
     out.add("}");
+    return out.finish();
+}
+
+bool printJson(const FindResult& result)
+{
+    Json libraries = Json::array();
+    for (const auto& library : result.libraries) {
+        libraries.push_back(toJson(library));
+    }
+    Json issues = Json::array();
+    for (const auto& issue : result.issues) {
+        issues.push_back({{"kind", nameIn(findIssueNames, issue.kind)}, {"message", issue.message}});
+    }
+    Json unreachable = Json::array();
+    for (const auto& pick : result.unreachablePicks) {
+        unreachable.push_back(pick.native());
+    }
+    Output out;
+    out.addJson(Json{
+        {"libraries", std::move(libraries)},
+        {"issues", std::move(issues)},
+        {"unreachablePicks", std::move(unreachable)},
+    });
     return out.finish();
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "compare/LibraryComparison.h"
+#include "discovery/FoundLibrary.h"
 #include "export/ExportOutcome.h"
 #include "export/ExportPlan.h"
 #include "export/ExportVerifier.h"
@@ -15,6 +16,7 @@ namespace vantorel::cli {
 /// values null, enumerations their raw values. Bytes that are no UTF-8 become U+FFFD. Written piece by piece
 /// to standard output, since a library of a million items as one tree would take gigabytes. False when
 /// standard output could not take it all.
+bool printJson(const FindResult& result);
 bool printJson(const LibraryScanResult& scan);
 bool printJson(const LibraryComparison& comparison);
 bool printJson(const ExportPlan& plan);

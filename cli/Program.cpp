@@ -28,6 +28,7 @@ constexpr const char* description =
     "only read.\n"
     "\n"
     "Examples:\n"
+    "  vantorel find\n"
     "  vantorel scan \"/media/me/Old Mac/Photos Library.photoslibrary\"\n"
     "  vantorel compare \"/media/me/Old Mac/Photos Library.photoslibrary\" \"Photos Library.photoslibrary\"\n"
     "  vantorel export \"Photos Library.photoslibrary\" /media/me/Rescue\n"
@@ -87,6 +88,7 @@ void reportError(const CommonOptions& options, std::string_view kind, const std:
 int runProgram(int argc, char** argv)
 {
     Context context;
+    FindArguments find;
     ScanArguments scan;
     CompareArguments compare;
     ExportArguments save;
@@ -96,6 +98,13 @@ int runProgram(int argc, char** argv)
     app.footer(footer);
     app.set_version_flag("--version", fmt::format("{} {}", product::name, product::version()));
     app.require_subcommand(1);
+
+    auto* findCommand = app.add_subcommand("find",
+        "List the libraries on mounted disks, in home folders, in Time Machine backups and in folders");
+    findCommand->add_option("FOLDER", find.folders, "Also search this folder; several may be given");
+    findCommand->add_flag("--only", find.only, "Search nowhere else than in the folders given")
+        ->needs("FOLDER");
+    addCommonOptions(*findCommand, context.options);
 
     auto* scanCommand =
         app.add_subcommand("scan", "Read a library and check which of its original files are there");
@@ -158,7 +167,9 @@ int runProgram(int argc, char** argv)
         context.services.calls = realSystemCalls();
         context.services.clock = systemClock();
         context.services.children = realChildProcesses(context.services.clock);
-        if (verifyCommand->parsed()) {
+        if (findCommand->parsed()) {
+            status = runFind(context, find);
+        } else if (verifyCommand->parsed()) {
             status = runVerify(context, verify);
         } else if (addTemporaryPlace(context)) {
             status = scanCommand->parsed() ? runScan(context, scan)

@@ -35,6 +35,7 @@ TEST(MountedVolumes, areWherePeopleKeepThings)
     EXPECT_EQ(volumes.searched,
         (std::vector<DiskPath>{"/home/anna/far", "/media/anna/Both", "/media/anna/Old Photos",
             "/run/media/anna/Mac", "/run/user/1000/gvfs", "/srv/mine", "/srv/photos"}));
+    EXPECT_EQ(volumes.atSystemPlaces, (std::vector<DiskPath>{"/", "/boot/efi", "/home", "/var/lib/docker"}));
     // A search stops where another volume begins, but goes on into what lies in memory.
     EXPECT_EQ(volumes.mountPoints,
         (std::vector<DiskPath>{"/boot/efi", "/home", "/home/anna/far", "/media/anna/Both",

@@ -32,7 +32,8 @@ bool holdsFiles(const Mount& mount)
         return false;
     }
     return mount.device.starts_with("/dev/") || isNetworkFileSystem(mount.typeName)
-        || mount.typeName.starts_with("fuse.") || isOneOf(mount.typeName, withoutDevice);
+        || mount.typeName == "fuse" || mount.typeName.starts_with("fuse.")
+        || isOneOf(mount.typeName, withoutDevice);
 }
 
 /// Places where a volume belongs to the system. The root volume and that of the home folders are searched
@@ -73,12 +74,17 @@ MountedVolumes mountedVolumesIn(const std::vector<Mount>& table)
         if (mount->mountPoint != "/" && !isInMemory(mount->typeName)) {
             volumes.mountPoints.emplace_back(mount->mountPoint);
         }
-        if (holdsFiles(*mount) && !isPlaceOfSystem(mount->mountPoint)
-            && known.emplace(mount->deviceMajor, mount->deviceMinor, mount->root, mount->device).second) {
+        if (!holdsFiles(*mount)) {
+            continue;
+        }
+        if (isPlaceOfSystem(mount->mountPoint)) {
+            volumes.atSystemPlaces.emplace_back(mount->mountPoint);
+        } else if (known.emplace(mount->deviceMajor, mount->deviceMinor, mount->root, mount->device).second) {
             volumes.searched.emplace_back(mount->mountPoint);
         }
     }
     std::ranges::sort(volumes.searched);
+    std::ranges::sort(volumes.atSystemPlaces);
     std::ranges::sort(volumes.mountPoints);
     return volumes;
 }

@@ -10,6 +10,8 @@ namespace vantorel {
 /// Where volumes are mounted now.
 struct MountedVolumes {
     std::vector<DiskPath> searched{}; ///< Those on which people keep things; the system's own are left out.
+    /// Those at places of the system; searched only in a folder that somebody names.
+    std::vector<DiskPath> atSystemPlaces{};
     /// All places where another volume begins, as far as the system tells without asking a disk. A search
     /// does not cross them.
     std::vector<DiskPath> mountPoints{};
