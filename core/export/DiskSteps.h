@@ -3,6 +3,7 @@
 #include "disk/Guarded.h"
 #include "export/RunBox.h"
 
+#include <algorithm>
 #include <expected>
 #include <functional>
 #include <memory>
@@ -19,24 +20,29 @@ public:
     enum class Trouble { silent, cancelled };
 
     /// Without a token the steps are not stopped: for the end of a run, which a stop must not cut short.
+    /// `patience` is how long the run's caller lets a disk be silent at most.
     DiskSteps(std::shared_ptr<const Clock> clock, SharedCancelToken cancel, std::shared_ptr<RunBox> box,
-        std::function<void(const ExportProgress&)> progress)
+        std::function<void(const ExportProgress&)> progress, Seconds patience)
         : clock_(std::move(clock))
         , cancel_(std::move(cancel))
         , box_(std::move(box))
         , progress_(std::move(progress))
+        , patience_(patience)
     {
     }
 
-    DiskSteps withoutCancel() const { return {clock_, nullptr, box_, progress_}; }
+    DiskSteps withoutCancel() const { return {clock_, nullptr, box_, progress_, patience_}; }
 
-    /// `work` gets the heartbeat and owns all that it touches.
+    /// `work` gets the heartbeat and owns all that it touches. A destination gets no more patience than the
+    /// caller has, and all of that in its longest steps.
     template <typename Work>
     auto run(Seconds silenceAllowed, Work work) const
         -> std::expected<std::invoke_result_t<Work&, const std::shared_ptr<Heartbeat>&>, Trouble>
     {
         const Patience patience{
-            .stallLimit = silenceAllowed,
+            .stallLimit = silenceAllowed < DiskPatience::destinationWrite
+                ? std::min(silenceAllowed, patience_)
+                : patience_,
             .keepGoing =
                 [this, withinGrace = keepGoingWithGrace(clock_, cancel_)] {
                     tellProgress();
@@ -74,6 +80,7 @@ private:
     SharedCancelToken cancel_;
     std::shared_ptr<RunBox> box_;
     std::function<void(const ExportProgress&)> progress_;
+    Seconds patience_;
 };
 
 } // namespace vantorel

@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <exception>
 #include <unordered_set>
 
@@ -15,6 +16,9 @@ namespace vantorel {
 namespace {
 
 using State = ExportOutcome::State;
+
+constexpr int mostLockTries = 20;
+constexpr std::chrono::milliseconds lockPause(100);
 
 /// The plan as it is carried out: changed by the caller's hook, and without items that have nothing to save.
 std::shared_ptr<const ExportPlan> carriedOut(const Exporter::Request& request)
@@ -79,11 +83,19 @@ ExportRun::ExportRun(CoreServices services, const Exporter::Request& request)
     request_.plan = carriedOut(request);
     box_ = std::make_shared<RunBox>(
         static_cast<std::int64_t>(request_.plan->items.size()), sizeEstimate(*request_.plan));
-    steps_ = std::make_shared<const DiskSteps>(services_.clock, request_.cancel, box_, request_.progress);
+    steps_ = std::make_shared<const DiskSteps>(
+        services_.clock, request_.cancel, box_, request_.progress, request_.settings.stallTimeout);
 }
 
 /// Workers that were given up may still be alive: they call no hook any more.
-ExportRun::~ExportRun() { box_->endObserving(); }
+ExportRun::~ExportRun()
+{
+    box_->endObserving();
+    // One of them that hangs on the library must not keep the next run out of the folder.
+    if (context_ && (!stop_ || stop_->destinationAnswers)) {
+        context_->journal.reset();
+    }
+}
 
 ExportOutcome ExportRun::run()
 {
@@ -170,13 +182,19 @@ std::optional<RunStop> ExportRun::prepare()
         .planID = request_.plan->id, .library = request_.plan->libraryName, .options = request_.options};
     const bool isContinued = start_.continued.has_value();
     auto prepared = steps_->run(DiskPatience::destinationWrite,
-        [root = folder_.root, plan = request_.plan, watch = start_.destinationWatch, state, isContinued,
-            endsTorn = isContinued && start_.continued->journalIsTorn,
+        [clock = services_.clock, root = folder_.root, plan = request_.plan, watch = start_.destinationWatch,
+            state, isContinued, endsTorn = isContinued && start_.continued->journalIsTorn,
             stateDiffers = isContinued && start_.continued->options != request_.options,
             folderName = folder_.finalBase + std::string(bookkeeping::incompleteSuffix)](
             const std::shared_ptr<Heartbeat>& heartbeat) -> Result {
-            // First the journal's lock: another run may be at work here.
+            // First the journal's lock: another run may be at work here. One that was killed a moment ago may
+            // not have let go yet.
             auto journal = ExportJournal::open(root, endsTorn);
+            for (int tries = 1; !journal && journal.error() == EWOULDBLOCK && tries < mostLockTries;
+                ++tries) {
+                clock->sleepFor(lockPause);
+                journal = ExportJournal::open(root, endsTorn);
+            }
             if (!journal) {
                 return std::unexpected(destinationError(journal.error(), *watch));
             }

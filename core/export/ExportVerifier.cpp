@@ -160,12 +160,15 @@ public:
         , root_(std::move(root))
         , listed_(std::move(listed))
         , box_(std::make_shared<RunBox>(countOfFiles(), sumOfFiles()))
-        , steps_(services.clock, request.cancel, box_, [&request](const ExportProgress& progress) {
-            if (request.progress) {
-                request.progress(
-                    progress.itemsDone, progress.itemsTotal, progress.bytesDone, progress.waitingForDisk);
-            }
-        })
+        , steps_(
+              services.clock, request.cancel, box_,
+              [&request](const ExportProgress& progress) {
+                  if (request.progress) {
+                      request.progress(progress.itemsDone, progress.itemsTotal, progress.bytesDone,
+                          progress.waitingForDisk);
+                  }
+              },
+              request.stallLimit)
     {
         result_.isFinishedExport = listed_.isFinished;
         result_.source = listed_.source;
@@ -317,12 +320,14 @@ std::expected<VerifyResult, std::string> verifyExport(
         Listed listed;
     };
     using Result = std::expected<Opened, std::string>;
-    const DiskSteps steps(services.clock, request.cancel, std::make_shared<RunBox>(0, 0),
+    const DiskSteps steps(
+        services.clock, request.cancel, std::make_shared<RunBox>(0, 0),
         [&request](const ExportProgress& progress) {
             if (request.progress) {
                 request.progress(0, 0, 0, progress.waitingForDisk);
             }
-        });
+        },
+        request.stallLimit);
     auto opened = steps.run(request.stallLimit,
         [calls = services.calls, folder = request.folder](
             const std::shared_ptr<Heartbeat>& heartbeat) -> Result {
