@@ -1,12 +1,12 @@
 #include "cli/Interrupts.h"
 
+#include "cli/StandIn.h"
 #include "disk/Thread.h"
 
 #include <atomic>
+#include <chrono>
 #include <csignal>
 #include <initializer_list>
-
-#include <unistd.h>
 
 namespace vantorel::cli {
 
@@ -14,12 +14,20 @@ namespace {
 
 std::atomic<int> received{0};
 
+/// A signal to all processes of a terminal or group comes here, and once more from the process that stands in
+/// for this one: nobody presses Ctrl-C twice within this time.
+constexpr std::chrono::milliseconds sameSignal(100);
+
 sigset_t stopSignals()
 {
     sigset_t set;
     sigemptyset(&set);
     for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
-        sigaddset(&set, signal);
+        struct sigaction action{};
+        // What the caller has ignored ("nohup") stays ignored.
+        if (sigaction(signal, nullptr, &action) != 0 || action.sa_handler != SIG_IGN) {
+            sigaddset(&set, signal);
+        }
     }
     return set;
 }
@@ -36,15 +44,19 @@ void watchInterrupts(SharedCancelToken cancel)
     }
     constexpr std::size_t smallStack = 262'144;
     const bool started = startDetachedThread(smallStack, [cancel = std::move(cancel), set] {
+        std::chrono::steady_clock::time_point first;
         while (true) {
             int signal = 0;
             if (sigwait(&set, &signal) != 0) {
                 continue;
             }
-            if (received.exchange(signal) != 0) {
-                _exit(128 + signal);
+            const auto now = std::chrono::steady_clock::now();
+            if (received.exchange(signal) == 0) {
+                first = now;
+                cancel->cancel();
+            } else if (now - first > sameSignal) {
+                leaveAtOnce(128 + signal);
             }
-            cancel->cancel();
         }
     });
     if (!started) { // then the signals do what they always did

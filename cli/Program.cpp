@@ -5,6 +5,7 @@
 #include "cli/Commands.h"
 #include "cli/Interrupts.h"
 #include "cli/JsonText.h"
+#include "cli/StandIn.h"
 #include "disk/ChildProcess.h"
 #include "disk/Guarded.h"
 #include "disk/TemporaryFiles.h"
@@ -16,8 +17,6 @@
 #include <exception>
 #include <functional>
 #include <iostream>
-
-#include <unistd.h>
 
 namespace vantorel::cli {
 
@@ -184,7 +183,7 @@ int runProgram(int argc, char** argv)
     std::cout.flush();
     std::fflush(nullptr);
     if (anyThreadAbandoned()) {
-        _exit(status); // a thread still hangs in a disk call: static destruction must not race with it
+        leaveAtOnce(status); // a thread still hangs in a disk call: static destruction must not race with it
     }
     return status;
 }
