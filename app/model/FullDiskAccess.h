@@ -11,5 +11,7 @@ bool canOpenProtectedFile(const SystemCalls& calls, const DiskPath& home);
 /// Whether the program can read protected places now. A system without such a gate says yes: trouble shows
 /// there as a refused folder.
 bool hasFullDiskAccess(const SystemCalls& calls);
+/// Whether there is such a gate at all.
+bool systemGuardsPrivacy();
 
 } // namespace vantorel

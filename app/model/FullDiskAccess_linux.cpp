@@ -4,4 +4,6 @@ namespace vantorel {
 
 bool hasFullDiskAccess(const SystemCalls&) { return true; }
 
+bool systemGuardsPrivacy() { return false; }
+
 } // namespace vantorel

@@ -14,4 +14,6 @@ bool hasFullDiskAccess(const SystemCalls& calls)
     return home && canOpenProtectedFile(calls, home);
 }
 
+bool systemGuardsPrivacy() { return true; }
+
 } // namespace vantorel

@@ -1,0 +1,296 @@
+#include "app/model/AppModel.h"
+
+#include "app/model/AppModelWork.h"
+#include "base/Text.h"
+
+#include <QtCore/qpointer.h>
+
+namespace vantorel {
+
+namespace {
+
+/// After a stop: when it is said that the disk is slow, and how much later the scan is given up.
+constexpr Seconds slowStop{3};
+constexpr Seconds giveUpAfterSlowStop{12};
+
+constexpr const char* noRoomToWork =
+    "The system has no memory or thread left for this. Close other programs and try again.";
+
+DiskPath withoutTrailingSlash(const DiskPath& path)
+{
+    return path.has_filename() ? path : path.parent_path();
+}
+
+std::string notALibrary(const DiskPath& folder)
+{
+    return "\"" + repairedUtf8(withoutTrailingSlash(folder).filename().native())
+        + "\" is not a Photos library: it has no database and no originals folder.";
+}
+
+std::optional<std::string> textOrNone(const std::string& text)
+{
+    return text.empty() ? std::nullopt : std::optional(text);
+}
+
+} // namespace
+
+void AppModel::lookForLibraries()
+{
+    if (findToken_) {
+        findToken_->cancel();
+    }
+    const auto token = std::make_shared<CancelToken>();
+    findToken_ = token;
+    isFinding.set(true);
+    using Result = std::shared_ptr<const FindResult>;
+    inBackground<Result>(
+        [find = environment.finder.find, token] { return std::make_shared<const FindResult>(find(token)); },
+        [this, token](const Result& result) {
+            if (findToken_ != token) {
+                return;
+            }
+            findToken_.reset();
+            if (result) {
+                found.set(result);
+            }
+            isFinding.set(false);
+        },
+        nullptr);
+}
+
+void AppModel::chooseLibrary()
+{
+    services_.desktop->choose(
+        {.what = Desktop::Panel::What::library,
+            .prompt = "Choose Library",
+            .message = "Choose a Photos library, or a folder copied from one. It can be on any "
+                       "disk. It is only read."},
+        [model = QPointer(this)](const std::optional<DiskPath>& folder) {
+            if (model && folder) {
+                model->openLibrary(*folder);
+            }
+        });
+}
+
+void AppModel::openLibrary(const DiskPath& folder)
+{
+    scanError.set(std::nullopt);
+    inspectChosen(
+        folder, [this](const FoundLibrary& library) { scan(library); },
+        [this](std::string message) { scanError.set(std::move(message)); });
+}
+
+void AppModel::inspectChosen(const DiskPath& folder, std::function<void(const FoundLibrary&)> use,
+    std::function<void(std::string)> refuse)
+{
+    const auto generation = ++chosenGeneration_;
+    using Result = std::expected<FoundLibrary, std::string>;
+    inBackground<Result>([inspect = environment.finder.inspect, folder] { return inspect(folder); },
+        [this, generation, folder, use = std::move(use), refuse = std::move(refuse)](const Result& result) {
+            if (generation != chosenGeneration_) {
+                return;
+            }
+            if (result) {
+                use(*result);
+            } else {
+                refuse(result.error().empty() ? notALibrary(folder) : result.error());
+            }
+        },
+        std::unexpected(std::string(noRoomToWork)));
+}
+
+AppModel::ReadEnd AppModel::scanInBackground(const CoreWork& core, const DiskPath& library,
+    const SharedCancelToken& token, const ScanProgressCallback& progress)
+{
+    try {
+        return std::make_shared<const LibraryScanResult>(core.scan(library, token, progress));
+    } catch (const ReadError& error) {
+        return std::unexpected(error.message());
+    }
+}
+
+void AppModel::scan(const FoundLibrary& library)
+{
+    if (scanToken_) {
+        endScan();
+    }
+    ++chosenGeneration_; // a folder that is still being inspected is not wanted any more
+    dropComparison();
+    clearExport();
+    scanned.set(nullptr);
+    scannedLibrary.set(library);
+    scanTitle.set("Scanning " + library.name);
+    scanProgress.set({});
+    scanError.set(std::nullopt);
+    isStoppingScan.set(false);
+    stopIsSlow.set(false);
+    tab.set(ResultTab::overview);
+    limitedFilter.set(std::nullopt);
+    screen.set(Screen::scanning);
+    beginActivity("Vantorel is scanning a library");
+
+    const auto token = std::make_shared<CancelToken>();
+    scanToken_ = token;
+    const auto progress = throttled<ScanProgress>([this, token](const ScanProgress& value) {
+        if (scanToken_ == token) {
+            scanProgress.set(value);
+            scanNotice_.update(value.waitingForDisk);
+        }
+    });
+    inBackground<ScanEnd>(
+        [core = services_.core, path = library.url, token, progress] {
+            const auto end = scanInBackground(core, path, token, progress);
+            if (!end) {
+                return ScanEnd(std::unexpected(end.error()));
+            }
+            return ScanEnd(std::make_shared<const ScannedLibrary>(scannedLibraryOf(*end)));
+        },
+        [this, token](const ScanEnd& end) {
+            if (scanToken_ == token) {
+                applyScan(end);
+            }
+        },
+        std::unexpected(std::string(noRoomToWork)));
+}
+
+/// The running scan is over for the model, whether it ended, was replaced or was given up.
+void AppModel::endScan()
+{
+    scanToken_->cancel();
+    scanToken_.reset();
+    scanNotice_.update(false);
+    isStoppingScan.set(false);
+    stopIsSlow.set(false);
+    endActivity();
+}
+
+void AppModel::applyScan(const ScanEnd& end)
+{
+    endScan();
+    if (end) {
+        scanned.set(*end);
+        planAgain();
+        screen.set(Screen::results);
+        announce("Scan finished.");
+    } else {
+        scanError.set(textOrNone(end.error()));
+        screen.set(Screen::sources);
+        lookForLibraries();
+    }
+}
+
+void AppModel::stopScan()
+{
+    if (!scanToken_ || isStoppingScan()) {
+        return;
+    }
+    const auto token = scanToken_;
+    token->cancel();
+    isStoppingScan.set(true);
+    later(slowStop, [this, token] {
+        if (scanToken_ != token) {
+            return;
+        }
+        stopIsSlow.set(true);
+        later(giveUpAfterSlowStop, [this, token] {
+            if (scanToken_ == token) {
+                endScan();
+                screen.set(Screen::sources);
+            }
+        });
+    });
+}
+
+void AppModel::chooseLibraryToCompare()
+{
+    services_.desktop->choose(
+        {.what = Desktop::Panel::What::library,
+            .prompt = "Choose Library",
+            .message = "Choose a Photos library, or a folder copied from one. It can be on any "
+                       "disk. It is only read."},
+        [model = QPointer(this)](const std::optional<DiskPath>& folder) {
+            if (!model || !folder) {
+                return;
+            }
+            model->compareError.set(std::nullopt);
+            model->inspectChosen(
+                *folder, [model](const FoundLibrary& library) { model->compare(library); },
+                [model](std::string message) { model->compareError.set(std::move(message)); });
+        });
+}
+
+void AppModel::compare(const FoundLibrary& other)
+{
+    if (!scanned()) {
+        return;
+    }
+    const auto source = scanned()->result;
+    dropComparison();
+    comparedWith.set(other);
+    isComparing.set(true);
+    beginActivity("Vantorel is comparing libraries");
+
+    const auto token = std::make_shared<CancelToken>();
+    compareToken_ = token;
+    const auto progress = throttled<ScanProgress>([this, token](const ScanProgress& value) {
+        if (compareToken_ == token) {
+            compareProgress.set(value);
+            compareNotice_.update(value.waitingForDisk);
+        }
+    });
+    struct Compared {
+        std::shared_ptr<const LibraryComparison> comparison{};
+        std::string error{};
+    };
+    inBackground<Compared>(
+        [core = services_.core, path = other.url, source, token, progress] {
+            const auto end = scanInBackground(core, path, token, progress);
+            if (!end) {
+                return Compared{.error = end.error()};
+            }
+            return Compared{
+                .comparison = std::make_shared<const LibraryComparison>(core.compare(*source, **end)),
+            };
+        },
+        [this, token](const Compared& compared) {
+            if (compareToken_ != token) {
+                return;
+            }
+            endComparison();
+            if (compared.comparison) {
+                comparison.set(compared.comparison);
+                announce("Comparison finished.");
+            } else {
+                compareError.set(textOrNone(compared.error));
+            }
+        },
+        Compared{.error = noRoomToWork});
+}
+
+void AppModel::endComparison()
+{
+    compareToken_->cancel();
+    compareToken_.reset();
+    compareNotice_.update(false);
+    isComparing.set(false);
+    endActivity();
+}
+
+void AppModel::stopComparing()
+{
+    if (compareToken_) {
+        endComparison();
+        comparedWith.set(std::nullopt);
+    }
+}
+
+void AppModel::dropComparison()
+{
+    stopComparing();
+    comparison.set(nullptr);
+    comparedWith.set(std::nullopt);
+    compareProgress.set({});
+    compareError.set(std::nullopt);
+}
+
+} // namespace vantorel

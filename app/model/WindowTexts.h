@@ -1,0 +1,41 @@
+#pragma once
+
+#include "app/model/AppModel.h"
+#include "app/model/AppServices.h"
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+/// The sentences that the windows put together from counts and states. Functions from values to texts.
+namespace vantorel::texts {
+
+/// What the scanner is doing.
+std::string_view stage(ScanStage stage);
+/// "41,200 of 98,031 items", or "Working" without counts.
+std::string scanCounts(const ScanProgress& progress);
+/// While the scanner waits for a disk; empty otherwise.
+std::string_view scanWait(DiskWait wait);
+/// The same while an export waits.
+std::string_view exportWait(DiskWait wait);
+
+/// "1 photo or video, 2 copies in folders, 3.4 MB. A photo in two albums is copied twice."
+std::string planSummary(const PlanSummary& summary);
+std::string hiddenLabel(std::int64_t hiddenItems);
+std::string outsideLabel(std::int64_t files);
+
+struct SpaceNote {
+    std::string text{};
+    bool isWarning = false;
+    bool operator==(const SpaceNote&) const = default;
+};
+SpaceNote spaceNote(std::int64_t needed, std::int64_t free);
+
+/// "3 items were already saved in an earlier run."; none without any.
+std::optional<std::string> resumedLine(const ExportProgress& progress);
+std::optional<std::string> skippedLine(const ExportProgress& progress);
+
+/// The note beneath a found library; none where there is nothing to say.
+std::optional<std::string> libraryNote(const FoundLibrary& library);
+
+} // namespace vantorel::texts
