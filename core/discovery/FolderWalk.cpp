@@ -337,6 +337,9 @@ std::optional<WalkEnd> FolderWalk::search(Current& current, const Queued& folder
             current.outcome.metAny = true;
             return std::nullopt;
         }
+        if (probed.folder.code != 0) { // it may be one
+            noteUnreadable(current, folder, probed.folder.code);
+        }
     }
     if (listing.list->code != 0) {
         noteUnreadable(current, folder, listing.list->code);

@@ -43,11 +43,13 @@ struct TimeMachineLocator::Run {
         if (!list) {
             noteEnd(WalkEnd::silent, folder);
         } else if (!*list) {
-            const bool isMissing = list->error().kind == FS::ListFailure::Kind::missing;
-            if (!isMissing && said.insert(folder.native()).second) {
-                walk.addIssue(FindTexts::couldNotBeRead(folder.filename().native(), list->error().code));
+            if (list->error().kind != FS::ListFailure::Kind::missing) {
+                noteUnreadable(folder, list->error().code);
             }
         } else {
+            if ((*list)->code != 0) {
+                noteUnreadable(folder, (*list)->code);
+            }
             for (const FS::Entry& entry : (*list)->entries) {
                 if (entry.kind == FS::Kind::directory && !entry.name.starts_with('.')) {
                     folders.push_back(folder / entry.name);
@@ -55,6 +57,13 @@ struct TimeMachineLocator::Run {
             }
         }
         return folders;
+    }
+
+    void noteUnreadable(const DiskPath& folder, int code)
+    {
+        if (said.insert(folder.native()).second) {
+            walk.addIssue(FindTexts::couldNotBeRead(folder.filename().native(), code));
+        }
     }
 
     /// A store holds a folder for each computer, and that one for each date.
