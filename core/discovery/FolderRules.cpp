@@ -99,8 +99,10 @@ FolderUse useOf(const FS::Entry& entry, const FolderPlace& place)
     if (isBackupDate(name) && (place.isTop || !extension.empty())) {
         return FolderUse::datedBackup;
     }
-    const bool cannotHold = isHidden(name) || isIn(packages, extension) || isIn(anywhere, name)
-        || (place.isHome && isIn(inHomes, name)) || (place.isSystemVolume && isIn(ofSystems, name));
+    // A cloud folder that is not on this machine: a look into it would fetch it.
+    const bool cannotHold = entry.contentElsewhere || isHidden(name) || isIn(packages, extension)
+        || isIn(anywhere, name) || (place.isHome && isIn(inHomes, name))
+        || (place.isSystemVolume && isIn(ofSystems, name));
     return cannotHold ? FolderUse::passedOver : FolderUse::walked;
 }
 

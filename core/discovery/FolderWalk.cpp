@@ -3,6 +3,7 @@
 #include "discovery/volumes/VolumeWatch.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cerrno>
 #include <utility>
 
@@ -81,7 +82,7 @@ auto FolderWalk::run(const DiskPath& place, Seconds stallLimit, Work work)
 {
     const Patience patience{
         .stallLimit = stallLimit,
-        .keepGoing = keepGoing_,
+        .keepGoing = [&] { return keepGoing_() && !isLate(); },
         .onSilence =
             [&](bool isWaiting) {
                 shown_.waitingForDisk = isWaiting;
@@ -89,8 +90,10 @@ auto FolderWalk::run(const DiskPath& place, Seconds stallLimit, Work work)
             },
     };
     auto result = guardedRun(services_.clock, patience, std::move(work));
-    if (result.isStalled() && !isCancelled()) {
-        silent_.insert(volumeKey(place));
+    // Without a mount point of its own a path says nothing of a volume.
+    const std::string volume = volumeKey(place);
+    if (result.isStalled() && !isCancelled() && !isLate() && volume != "/" && !isIndirect(place)) {
+        silent_.insert(volume);
     }
     return result;
 }
@@ -121,7 +124,55 @@ std::string FolderWalk::volumeKey(const DiskPath& path) const
     return "/";
 }
 
-bool FolderWalk::isSilent(const DiskPath& path) const { return silent_.contains(volumeKey(path)); }
+bool FolderWalk::isSilent(const DiskPath& path) const
+{
+    return !isIndirect(path) && silent_.contains(volumeKey(path));
+}
+
+bool FolderWalk::isIndirect(const DiskPath& path) const
+{
+    for (DiskPath folder = path; !indirect_.empty() && folder.has_relative_path();
+        folder = folder.parent_path()) {
+        if (indirect_.contains(folder)) {
+            return true;
+        }
+    }
+    return false;
+}
+
+WalkEnd FolderWalk::silentEnd() const
+{
+    if (isCancelled()) {
+        return WalkEnd::cancelled;
+    }
+    return isLate() ? WalkEnd::outOfTime : WalkEnd::silent;
+}
+
+/// Mount points are given without links; each component beneath one is looked at in turn. Where a look stays
+/// silent before a link was met, it is the volume that is silent.
+std::optional<bool> FolderWalk::leadsThroughLinks(const DiskPath& path, Seconds stallLimit)
+{
+    const auto metLink = std::make_shared<std::atomic<bool>>(false);
+    const auto looked = run(path, stallLimit,
+        [calls = services_.calls, path, start = DiskPath(volumeKey(path)), metLink](
+            const std::shared_ptr<Heartbeat>& heartbeat) {
+            DiskPath folder;
+            for (const DiskPath& component : path) {
+                folder /= component;
+                if (heartbeat->gaveUp() || *metLink || folder.native().size() <= start.native().size()) {
+                    continue;
+                }
+                const auto status = calls->status(folder, Links::notFollowed);
+                heartbeat->beat();
+                *metLink = status && status->type == FileStatus::Type::link;
+            }
+            return Unit();
+        });
+    if (*metLink) {
+        indirect_.insert(path);
+    }
+    return looked.isStalled() ? std::nullopt : std::optional(metLink->load());
+}
 
 Guarded<FolderWalk::Listed> FolderWalk::listed(const DiskPath& folder, FS::Links links, Seconds stallLimit)
 {
@@ -277,7 +328,7 @@ std::optional<WalkEnd> FolderWalk::limitReached(Current& current)
     if (isSilent(root.path)) {
         return WalkEnd::silent;
     }
-    if (root.deadline && uptime() >= *root.deadline) {
+    if (isLate()) {
         return WalkEnd::outOfTime;
     }
     if (root.budget && *root.budget == 0) {
@@ -482,12 +533,11 @@ void FolderWalk::probeLinks()
         if (isSilent(link.path)) {
             continue;
         }
-        // The silence, if any, is that of the volume where the link leads; that was searched with patience.
-        const auto silentBefore = silent_;
+        // The volume where the link leads was searched with patience, if it is one that is searched.
+        indirect_.insert(link.path);
         const auto probed =
             probe(link.path, link.path.filename().native(), link.origin, DiskPatience::singleLook);
         if (probed.isSilent && !isCancelled()) {
-            silent_ = silentBefore;
             addIssue(FindTexts::didNotAnswer(link.path.filename().native()));
         }
     }

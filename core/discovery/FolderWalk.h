@@ -27,9 +27,8 @@ struct WalkRoot {
     FoundLibrary::Origin origin = FoundLibrary::Origin::volume;
     int maxDepth = 0;
     Seconds stallLimit{20};
-    std::optional<std::chrono::nanoseconds> deadline{}; ///< Of uptime.
     bool isHome = false;
-    bool isInBackup = false; ///< No budget, the deadline stands in for it; backups are not looked for.
+    bool isInBackup = false; ///< Backups are not looked for there.
     /// Counts down what may still be searched; shared by the roots of one volume. None: no budget.
     std::shared_ptr<std::size_t> budget{};
 };
@@ -66,6 +65,9 @@ public:
     /// Lists one folder; none: it was silent.
     std::optional<std::expected<FS::PartialList, FS::ListFailure>> list(
         const DiskPath& folder, Seconds stallLimit);
+    /// Whether a path leads through links, so that its text does not tell its volume; what it then says of
+    /// silence is of no other path. None: it was silent.
+    std::optional<bool> leadsThroughLinks(const DiskPath& path, Seconds stallLimit);
     /// None: it was silent.
     std::optional<FS::Kind> kind(const DiskPath& path, FS::Links links, Seconds stallLimit);
 
@@ -77,6 +79,10 @@ public:
     void show(const DiskPath& place);
     void addIssue(FindIssue issue);
     std::chrono::nanoseconds uptime() const { return services_.clock->uptime(); }
+
+    /// Of uptime; then every walk and every look is at its end. None: no time is set.
+    std::optional<std::chrono::nanoseconds> deadline{};
+    bool isLate() const { return deadline && uptime() >= *deadline; }
 
     FindResult gathered{};
     std::vector<DiskPath> backups{}; ///< Those that the walks met: dated ones and stores of them.
@@ -103,7 +109,9 @@ private:
     template <typename Work>
     auto run(const DiskPath& place, Seconds stallLimit, Work work);
     Guarded<Listed> listed(const DiskPath& folder, FS::Links links, Seconds stallLimit);
-    WalkEnd silentEnd() const { return isCancelled() ? WalkEnd::cancelled : WalkEnd::silent; }
+    /// Why a guarded run gave up.
+    WalkEnd silentEnd() const;
+    bool isIndirect(const DiskPath& path) const;
     void begin(Current& current);
     // Each says whether the walk is at its end.
     std::optional<WalkEnd> limitReached(Current& current);
@@ -128,6 +136,7 @@ private:
     std::set<std::pair<FolderIdentity, std::int64_t>> known_; ///< Libraries, with the size of the database.
     std::map<std::uint64_t, std::optional<VolumeInfo>> volumes_; ///< By device.
     std::set<std::string> silent_;
+    std::set<DiskPath> indirect_; ///< Paths that lead through links, and what lies beneath them.
     std::vector<Link> links_;
 };
 

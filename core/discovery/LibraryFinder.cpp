@@ -98,7 +98,9 @@ private:
             addUnreachable(pick, FindTexts::didNotAnswer(name));
             return;
         }
-        const auto probed = walk_.probe(pick, name, Origin::picked, options_.stallTimeout);
+        const bool isSilent = !walk_.leadsThroughLinks(pick, options_.stallTimeout);
+        const auto probed = isSilent ? FolderWalk::Probe{.isSilent = true}
+                                     : walk_.probe(pick, name, Origin::picked, options_.stallTimeout);
         if (probed.isSilent) {
             if (!walk_.isCancelled()) {
                 addUnreachable(pick, FindTexts::didNotAnswer(name));
@@ -165,8 +167,9 @@ private:
         const std::string name = nameOf(root);
         const bool isHome = origin == Origin::home;
         const auto links = isHome ? FS::Links::followed : FS::Links::notFollowed;
-        const auto kind =
-            walk_.isSilent(root) ? std::nullopt : walk_.kind(root, links, options_.stallTimeout);
+        const bool isSilent =
+            walk_.isSilent(root) || (isHome && !walk_.leadsThroughLinks(root, options_.stallTimeout));
+        const auto kind = isSilent ? std::nullopt : walk_.kind(root, links, options_.stallTimeout);
         if (!kind) {
             if (!walk_.isCancelled()) {
                 walk_.addIssue(FindTexts::didNotAnswer(name));

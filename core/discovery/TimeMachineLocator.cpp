@@ -26,17 +26,16 @@ bool isStore(const DiskPath& path) { return lowerAscii(path.filename().native())
 struct TimeMachineLocator::Run {
     FolderWalk& walk;
     const Options& options;
-    std::chrono::nanoseconds deadline;
     std::vector<DiskPath> backups{};
     std::set<std::string> said{}; ///< Backups of which something was said already.
 
-    bool isOver() const { return walk.isCancelled() || walk.uptime() >= deadline; }
+    bool isOver() const { return walk.isCancelled() || walk.isLate(); }
 
     /// The folders in one; what is in the way of reading it is said.
     std::vector<DiskPath> foldersIn(const DiskPath& folder)
     {
         std::vector<DiskPath> folders;
-        if (walk.isCancelled() || walk.isSilent(folder)) {
+        if (isOver() || walk.isSilent(folder)) {
             return folders;
         }
         const auto list = walk.list(folder, options.directoryTimeout);
@@ -94,7 +93,6 @@ struct TimeMachineLocator::Run {
             .origin = FoundLibrary::Origin::timeMachine,
             .maxDepth = maxDepth,
             .stallLimit = options.directoryTimeout,
-            .deadline = deadline,
             .isHome = isHome,
             .isInBackup = true,
         });
@@ -143,7 +141,8 @@ struct TimeMachineLocator::Run {
 void TimeMachineLocator::locate(FolderWalk& walk) const
 {
     const auto total = std::chrono::duration_cast<std::chrono::nanoseconds>(options_.total);
-    Run run{.walk = walk, .options = options_, .deadline = walk.uptime() + total};
+    walk.deadline = walk.uptime() + total;
+    Run run{.walk = walk, .options = options_};
     for (const DiskPath& root : roots_) {
         run.addBackups(root);
     }
@@ -164,6 +163,7 @@ void TimeMachineLocator::locate(FolderWalk& walk) const
     for (const DiskPath& backup : run.backups) {
         run.search(backup, options_.maxDepth, false);
     }
+    walk.deadline.reset();
 }
 
 } // namespace vantorel

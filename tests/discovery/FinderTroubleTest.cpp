@@ -88,6 +88,26 @@ TEST_F(FinderTrouble, waitsShortlyForALinkThatLeadsToASilentDisk)
     EXPECT_EQ(said(result), Lines{"volumeUnresponsive: \"dead.photoslibrary\"" + std::string(silentAtOnce)});
 }
 
+TEST_F(FinderTrouble, blamesNoVolumeForTheSilenceBehindALink)
+{
+    library("good/inside.photoslibrary");
+    library("dead/x.photoslibrary");
+    folder.makeLink("good/way", folder / "dead");
+    library("home/own.photoslibrary");
+    calls->on("*", (folder / "good/way/*").string()).hang();
+    calls->on("*", (folder / "dead*").string()).hang();
+    options.picked = {folder / "good/way/x.photoslibrary"};
+    options.homeFolders = {folder / "home"};
+    options.volumeRoots = {folder / "dead", folder / "good"};
+    const FindResult result = find();
+    EXPECT_EQ(described(result, folder.path()),
+        (Descriptions{
+            {"good/inside.photoslibrary", "volume modern"}, {"home/own.photoslibrary", "home modern"}}));
+    EXPECT_EQ(said(result),
+        (Lines{"volumeUnresponsive: \"dead\"" + std::string(silentAtOnce),
+            "volumeUnresponsive: \"x.photoslibrary\"" + std::string(silentAtOnce)}));
+}
+
 TEST_F(FinderTrouble, tellsADiskThatWentFromAFolderThatFails)
 {
     library("drive/a/one.photoslibrary");
