@@ -23,11 +23,12 @@ sigset_t stopSignals()
     sigset_t set;
     sigemptyset(&set);
     for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
-        struct sigaction action{};
-        // What the caller has ignored ("nohup") stays ignored.
-        if (sigaction(signal, nullptr, &action) != 0 || action.sa_handler != SIG_IGN) {
-            sigaddset(&set, signal);
-        }
+        sigaddset(&set, signal);
+    }
+    // "nohup" makes it ignored. A script's background job has SIGINT ignored too, but may be stopped by it.
+    struct sigaction hangUp{};
+    if (sigaction(SIGHUP, nullptr, &hangUp) == 0 && hangUp.sa_handler == SIG_IGN) {
+        sigdelset(&set, SIGHUP);
     }
     return set;
 }

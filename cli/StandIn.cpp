@@ -24,7 +24,7 @@ namespace vantorel::cli {
 namespace {
 
 constexpr std::initializer_list<int> endingSignals{SIGINT, SIGTERM, SIGHUP, SIGQUIT};
-constexpr int shortWait = 500; ///< Milliseconds in which a process whose threads do not hang has ended.
+constexpr int shortWait = 200; ///< Milliseconds in which a process whose threads do not hang has ended.
 
 std::atomic<pid_t> child{0};
 std::atomic<int> toParent{-1};
@@ -115,7 +115,7 @@ int runStandingIn(const std::function<int()>& program)
         for (const int signal : endingSignals) {
             struct sigaction current{};
             sigaction(signal, nullptr, &current);
-            if (current.sa_handler != SIG_IGN) { // "nohup"
+            if (signal != SIGHUP || current.sa_handler != SIG_IGN) { // "nohup"
                 sigaction(signal, &action, nullptr);
             }
         }
