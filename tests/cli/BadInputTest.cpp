@@ -1,11 +1,11 @@
 #include "cli/RunProgram.h"
+#include "cli/SmallDisk.h"
 #include "support/TemporaryFolder.h"
 
 #include "sample/SampleLibrary.h"
 
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
-#include <sys/mount.h>
 #include <unistd.h>
 
 #include <functional>
@@ -176,34 +176,6 @@ const BadDestination badDestinations[] = {
 
 INSTANTIATE_TEST_SUITE_P(All, BadDestinations, testing::ValuesIn(badDestinations),
     [](const auto& row) { return std::string(row.param.name); });
-
-/// A small file system of its own, for the cases that need one; the test is skipped where it may not be
-/// mounted.
-class SmallDisk {
-public:
-    SmallDisk(const std::filesystem::path& at, const std::string& options)
-        : at_(at)
-        , mounted_(mount("vantorel-test", at.c_str(), "tmpfs", 0, options.c_str()) == 0)
-    {
-    }
-    ~SmallDisk()
-    {
-        if (mounted_) {
-            umount2(at_.c_str(), MNT_DETACH);
-        }
-    }
-    SmallDisk(const SmallDisk&) = delete;
-    SmallDisk& operator=(const SmallDisk&) = delete;
-    bool isMounted() const { return mounted_; }
-    bool makeReadOnly() const
-    {
-        return mount(nullptr, at_.c_str(), nullptr, MS_REMOUNT | MS_RDONLY, nullptr) == 0;
-    }
-
-private:
-    std::filesystem::path at_;
-    bool mounted_;
-};
 
 TEST(SmallDisks, areRefusedWithBothSizes)
 {

@@ -1,7 +1,10 @@
+#include "cli/SmallDisk.h"
 #include "fuse/SickDiskFixture.h"
 
 #include <algorithm>
 #include <csignal>
+#include <filesystem>
+#include <fstream>
 
 #include <sys/stat.h>
 #include <unistd.h>
@@ -132,21 +135,6 @@ TEST_F(SickDisk, thatErrsOnEveryFileIsNotWornOut)
     expectToContinue();
 }
 
-TEST_F(SickDisk, withBadBlocksInTheDatabaseSaysHowMuchIsLost)
-{
-    source_->set({"error=5 read at=204800+8192 */Photos.sqlite"});
-    const Ended ended = scan();
-    const auto& snapshot = ended.value["snapshot"];
-    EXPECT_NE(snapshot["damage"]["losses"].dump().find(
-                  "8 KB of the database could not be read from the disk. What was in those places is lost; "
-                  "everything around them was read."),
-        std::string::npos)
-        << snapshot["damage"] << ended.errors;
-    EXPECT_NE(snapshot["damage"]["severity"], "none");
-    EXPECT_FALSE(snapshot["damage"]["diskDidNotAnswer"]);
-    EXPECT_GE(snapshot["assets"].size(), 40U); // and files whose records may be lost
-}
-
 TEST_F(SickDisk, withAnUnreadableFolderSaysSoAndSavesTheRest)
 {
     const std::string folder = std::filesystem::path(whole().source(0)).parent_path();
@@ -164,19 +152,6 @@ TEST_F(SickDisk, withAnUnreadableFolderSaysSoAndSavesTheRest)
                   "could not be read or checked on the disk, so this export is not finished."),
         std::string::npos);
     EXPECT_NE(readMe().find("If the scan reaches more, the export starts a new folder"), std::string::npos);
-}
-
-TEST_F(SickDisk, whoseFoldersAreRefusedIsNotTakenForDamaged)
-{
-    const std::string folder = std::filesystem::path(whole().source(0)).parent_path();
-    source_->set({"error=13 opendir */" + folder});
-    const Ended scanned = scan();
-    EXPECT_EQ(scanned.status, notComplete);
-    EXPECT_EQ(scanned.value["originals"]["deniedFolders"], nlohmann::json{folder});
-    EXPECT_EQ(scanned.value["originals"]["unreadableFolders"], nlohmann::json::array());
-    EXPECT_EQ(scanned.value["snapshot"]["damage"]["severity"], "none");
-    EXPECT_NE(scanned.value["snapshot"]["notes"].dump().find("This is about permissions, not damage."),
-        std::string::npos);
 }
 
 TEST_F(SickDisk, thatDisappearsIsSaidToBeGone)
@@ -222,6 +197,26 @@ TEST_F(SickDisk, thatFillsUpIsSaidToBeFull)
             + std::string(resume));
     target_->set();
     expectToContinue();
+}
+
+TEST_F(SickDisk, thatSomebodyElseFillsIsFull)
+{
+    const SmallDisk disk(folder_.makeFolder("small"), "size=4m");
+    ASSERT_TRUE(disk.isMounted());
+    const auto saveThere = [&](const WhileRunning& whileRunning = {}) {
+        return runVantorel({"export", *source_ / "Family.photoslibrary", folder_ / "small"}, whileRunning);
+    };
+    source_->set({"hang read from=9 */originals/*"});
+    Ran ran = saveThere([this](pid_t) {
+        EXPECT_TRUE(source_->waitForHit());
+        std::ofstream(folder_ / "small/film") << std::string(5'000'000, 'x');
+        source_->set();
+    });
+    EXPECT_EQ(ran.status, notComplete);
+    EXPECT_NE(ran.output.find("The disk you are saving to is full."), std::string::npos) << ran.output;
+    std::filesystem::remove(folder_ / "small/film");
+    EXPECT_EQ(saveThere().status, 0);
+    EXPECT_EQ(folder_.tree("small"), whole().tree);
 }
 
 TEST_F(SickDisk, thatTurnsReadOnlyIsSaidToBe)
