@@ -108,6 +108,9 @@ private:
 
     void addMissingItems()
     {
+        if (comparison_.missingAssetPKs.empty()) {
+            return; // the index below would be for nothing
+        }
         std::unordered_map<std::int64_t, const Asset*> byKey;
         for (const Asset& asset : here_.snapshot.assets) {
             byKey.emplace(asset.pk, &asset);

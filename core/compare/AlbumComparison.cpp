@@ -56,7 +56,7 @@ AlbumPairs pairAlbums(const AlbumPlaces& here, const AlbumPlaces& there)
     const auto pathKey = [](const AlbumPlaces& places, std::size_t i) {
         return places.path(i) * 2 + (places.album(i).kind == Album::Kind::folder ? 1 : 0);
     };
-    Candidates<std::size_t> candidates;
+    Candidates<std::size_t> candidates(there.size());
     forEachUnpaired(
         there, pairs.here, [&](const Album&, std::size_t j) { candidates.add(pathKey(there, j), j); });
     forEachUnpaired(here, pairs.there, [&](const Album&, std::size_t i) {

@@ -14,6 +14,12 @@ namespace vantorel {
 template <typename Key>
 class Candidates {
 public:
+    explicit Candidates(std::size_t atMost)
+    {
+        entries_.reserve(atMost);
+        lists_.reserve(atMost);
+    }
+
     void add(Key key, std::size_t position)
     {
         const std::size_t added = entries_.size();

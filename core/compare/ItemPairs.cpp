@@ -82,6 +82,8 @@ private:
         --unpaired_;
     }
 
+    std::size_t unpairedThere() const { return there_.size() - (here_.size() - unpaired_); }
+
     template <typename Visit>
     void forEachUnpaired(const std::vector<Asset>& items, const std::vector<std::size_t>& pairs, Visit visit)
     {
@@ -112,7 +114,7 @@ private:
 
     void byFingerprint()
     {
-        Candidates<std::string_view> candidates;
+        Candidates<std::string_view> candidates(unpairedThere());
         forEachUnpaired(there_, pairs_.here, [&](const Asset& asset, std::size_t i) {
             if (asset.fingerprint && !asset.fingerprint->empty()) {
                 candidates.add(*asset.fingerprint, i);
@@ -128,7 +130,7 @@ private:
 
     void byNameDateAndSize()
     {
-        Candidates<std::string> candidates;
+        Candidates<std::string> candidates(unpairedThere());
         forEachUnpaired(there_, pairs_.here,
             [&](const Asset& asset, std::size_t i) { candidates.add(matchKey(asset), i); });
         forEachUnpaired(here_, pairs_.there, [&](const Asset& asset, std::size_t i) {
