@@ -1,0 +1,50 @@
+#include "app/ModelView.h"
+
+#include "app/Theme.h"
+#include "base/Text.h"
+
+#include <QtWidgets/qboxlayout.h>
+#include <QtWidgets/qlabel.h>
+#include <QtWidgets/qpushbutton.h>
+
+namespace vantorel {
+
+QString shown(std::string_view text)
+{
+    return QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size()));
+}
+
+QString displayed(std::string_view bytes) { return shown(displayText(bytes)); }
+
+WarningLine::WarningLine(const QString& text, QWidget* parent)
+    : QWidget(parent)
+    , text_(theme::text(text, theme::TextStyle::body))
+{
+    auto* layout = new QHBoxLayout(this);
+    layout->setContentsMargins(0, 0, 0, 0);
+    auto* symbol = new QLabel;
+    const int size = fontMetrics().height() + 2;
+    symbol->setPixmap(theme::symbol("exclamationmark.triangle.fill", size,
+        theme::colour(theme::Meaning::attention, palette()), devicePixelRatioF()));
+    symbol->setAccessibleName("Warning");
+    layout->addWidget(symbol, 0, Qt::AlignTop);
+    layout->addWidget(text_, 1);
+}
+
+void WarningLine::setText(const QString& text) { text_->setText(text); }
+
+void WarningLine::setTextOrHide(const std::optional<std::string>& text)
+{
+    setVisible(text.has_value());
+    text_->setText(text ? displayed(*text) : QString());
+}
+
+void WarningLine::addButton(const QString& title, std::function<void()> action)
+{
+    auto* button = new QPushButton(title);
+    connect(button, &QPushButton::clicked, this, [action = std::move(action)] { action(); });
+    layout()->addWidget(button);
+    layout()->setAlignment(button, Qt::AlignTop);
+}
+
+} // namespace vantorel

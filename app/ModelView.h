@@ -1,0 +1,75 @@
+#pragma once
+
+#include "app/model/AppModel.h"
+
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include <QtCore/qtimer.h>
+#include <QtWidgets/qwidget.h>
+
+class QLabel;
+
+namespace vantorel {
+
+QString shown(std::string_view text);
+/// A name or a path from a disk: control characters made visible.
+QString displayed(std::string_view bytes);
+
+/// A widget that shows a part of the model: whatever it watches changes, it is refreshed once, after the
+/// model has come to rest.
+class ModelView : public QWidget {
+public:
+    explicit ModelView(AppModel& app, QWidget* parent = nullptr)
+        : QWidget(parent)
+        , app_(app)
+    {
+    }
+
+protected:
+    template <typename... Properties>
+    void watch(const Properties&... properties)
+    {
+        (notifiers_.push_back(
+             std::make_unique<QPropertyNotifier>(properties.onChange([this] { refreshSoon(); }))),
+            ...);
+        refreshSoon();
+    }
+    virtual void refresh() = 0;
+
+    AppModel& app_;
+
+private:
+    void refreshSoon()
+    {
+        if (!isSoon_) {
+            isSoon_ = true;
+            QTimer::singleShot(0, this, [this] {
+                isSoon_ = false;
+                refresh();
+            });
+        }
+    }
+
+    bool isSoon_ = false;
+    std::vector<std::unique_ptr<QPropertyNotifier>> notifiers_{};
+};
+
+/// One line with the warning symbol and a text, and maybe a button behind it.
+class WarningLine final : public QWidget {
+public:
+    explicit WarningLine(const QString& text, QWidget* parent = nullptr);
+    void setText(const QString& text);
+    /// Shows the text, or takes no room without one.
+    void setTextOrHide(const std::optional<std::string>& text);
+    void addButton(const QString& title, std::function<void()> action);
+
+private:
+    QLabel* text_;
+};
+
+} // namespace vantorel

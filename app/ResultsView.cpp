@@ -1,0 +1,93 @@
+#include "app/ResultsView.h"
+
+#include "app/AlbumsTab.h"
+#include "app/CompareTab.h"
+#include "app/ElidedLabel.h"
+#include "app/OverviewTab.h"
+#include "app/ProblemsTab.h"
+#include "app/Theme.h"
+
+#include <QtGui/qshortcut.h>
+#include <QtWidgets/qboxlayout.h>
+#include <QtWidgets/qlabel.h>
+#include <QtWidgets/qpushbutton.h>
+#include <QtWidgets/qtabwidget.h>
+
+namespace vantorel {
+
+ResultsView::ResultsView(AppModel& app, QWidget* parent)
+    : ModelView(app, parent)
+{
+    auto* layout = new QVBoxLayout(this);
+    layout->setContentsMargins(theme::margin, 16, theme::margin, theme::margin);
+    layout->setSpacing(8);
+    auto* head = new QHBoxLayout;
+    head->setSpacing(8);
+    auto* back = new QPushButton;
+    back->setIcon(theme::symbolIcon("chevron.left", palette()));
+    back->setAccessibleName("Back to Libraries");
+    back->setToolTip("Back to Libraries");
+    connect(back, &QPushButton::clicked, this, [this] { app_.showSources(); });
+    head->addWidget(back);
+    auto* names = new QVBoxLayout;
+    names->setSpacing(0);
+    name_ = new ElidedLabel("", ElidedLabel::Kind::name);
+    format_ = theme::text("", theme::TextStyle::quiet);
+    format_->setWordWrap(false);
+    names->addWidget(name_);
+    names->addWidget(format_);
+    head->addLayout(names, 1);
+    auto* again = new QPushButton("Scan Again");
+    connect(again, &QPushButton::clicked, this, [this] {
+        if (const auto library = app_.scannedLibrary()) {
+            app_.scan(*library);
+        }
+    });
+    export_ = new QPushButton("Export…");
+    theme::makePrimary(export_);
+    connect(export_, &QPushButton::clicked, this, [this] { app_.openExport(); });
+    head->addWidget(again);
+    head->addWidget(export_);
+    layout->addLayout(head);
+
+    warning_ = new WarningLine("");
+    layout->addWidget(warning_);
+
+    tabs_ = new QTabWidget;
+    tabs_->setDocumentMode(true);
+    tabs_->addTab(new OverviewTab(app), "Overview");
+    tabs_->addTab(new AlbumsTab(app), "Albums");
+    tabs_->addTab(new ProblemsTab(app), "Missing or Limited");
+    tabs_->addTab(new CompareTab(app), "Compare");
+    connect(tabs_, &QTabWidget::currentChanged, this,
+        [this](int index) { app_.setTab(static_cast<ResultTab>(index)); });
+    layout->addWidget(tabs_, 1);
+
+    const auto shortcut = [this](const QKeySequence& keys, auto action) {
+        connect(new QShortcut(keys, this), &QShortcut::activated, this, action);
+    };
+    for (int i = 0; i < tabs_->count(); ++i) {
+        shortcut(QKeySequence(Qt::CTRL | static_cast<Qt::Key>(Qt::Key_1 + i)),
+            [this, i] { tabs_->setCurrentIndex(i); });
+    }
+    shortcut(QKeySequence(Qt::CTRL | Qt::Key_E), [this] { app_.openExport(); });
+    shortcut(QKeySequence(Qt::CTRL | Qt::Key_BracketLeft), [this] { app_.showSources(); });
+    shortcut(QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_R), [again] { again->click(); });
+    watch(app_.scanned, app_.scannedLibrary, app_.tab, app_.isExporting);
+}
+
+void ResultsView::refresh()
+{
+    tabs_->setCurrentIndex(static_cast<int>(app_.tab()));
+    export_->setText(app_.isExporting() ? "Show Export…" : "Export…");
+    const auto scanned = app_.scanned();
+    if (!scanned) {
+        return;
+    }
+    const auto& snapshot = scanned->result->snapshot;
+    name_->setText(displayed(snapshot.name));
+    format_->setText("Library format: " + shown(snapshot.schema.photosVersionText));
+    warning_->setTextOrHide(incompleteScanWarning(*scanned->result));
+}
+
+} // namespace vantorel

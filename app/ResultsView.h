@@ -1,0 +1,33 @@
+#pragma once
+
+#include "app/ModelView.h"
+
+class QLabel;
+class QPushButton;
+class QTabWidget;
+
+namespace vantorel {
+
+class AlbumsTab;
+class CompareTab;
+class ElidedLabel;
+class OverviewTab;
+class ProblemsTab;
+
+/// What a scan found: the header and the four tabs.
+class ResultsView final : public ModelView {
+public:
+    ResultsView(AppModel& app, QWidget* parent = nullptr);
+
+protected:
+    void refresh() override;
+
+private:
+    ElidedLabel* name_;
+    QLabel* format_;
+    WarningLine* warning_;
+    QPushButton* export_;
+    QTabWidget* tabs_;
+};
+
+} // namespace vantorel

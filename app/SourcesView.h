@@ -1,0 +1,52 @@
+#pragma once
+
+#include "app/ModelView.h"
+
+class QLabel;
+class QProgressBar;
+class QPushButton;
+class QVBoxLayout;
+
+namespace vantorel {
+
+/// The libraries that were found, and the ways to find more.
+class SourcesView final : public ModelView {
+public:
+    SourcesView(AppModel& app, QWidget* parent = nullptr);
+
+protected:
+    void refresh() override;
+
+private:
+    void listLibraries();
+
+    QProgressBar* busy_;
+    WarningLine* access_;
+    WarningLine* error_;
+    QLabel* looking_;
+    QWidget* nothing_;
+    QVBoxLayout* rows_;
+    QPushButton* choose_;
+    QPushButton* results_;
+    std::shared_ptr<const FindResult> listed_{};
+};
+
+/// One found library: its name, where it is, its format and what there is to say of it. Enter, a double click
+/// and the button scan it.
+class LibraryRow final : public QWidget {
+public:
+    LibraryRow(const FoundLibrary& library, std::function<void()> open, const QString& action,
+        QWidget* parent = nullptr);
+
+protected:
+    void mouseDoubleClickEvent(QMouseEvent* event) override;
+    void keyPressEvent(QKeyEvent* event) override;
+    void paintEvent(QPaintEvent* event) override;
+    void focusInEvent(QFocusEvent* event) override;
+    void focusOutEvent(QFocusEvent* event) override;
+
+private:
+    std::function<void()> open_;
+};
+
+} // namespace vantorel

@@ -1,0 +1,278 @@
+#include "app/ExportSheet.h"
+#include "app/MainWindow.h"
+#include "app/Theme.h"
+#include "app/model/RealServices.h"
+#include "base/Clock.h"
+#include "tests/app/AppFixture.h"
+#include "tests/sample/SampleFixture.h"
+
+#include <gmock/gmock.h>
+
+#include <cstdlib>
+
+#include <QtCore/qsettings.h>
+#include <QtWidgets/qabstractbutton.h>
+#include <QtWidgets/qapplication.h>
+#include <QtWidgets/qcheckbox.h>
+#include <QtWidgets/qlabel.h>
+#include <QtWidgets/qmessagebox.h>
+#include <QtWidgets/qpushbutton.h>
+#include <QtWidgets/qtableview.h>
+#include <QtWidgets/qtreeview.h>
+
+namespace vantorel {
+namespace {
+
+/// The real windows over the real core and a sample library, without a display. Work, time and panels are the
+/// test's.
+///
+/// With VANTOREL_SCREENSHOTS=FOLDER in the environment every screen that a test passes is saved there as a
+/// picture; with VANTOREL_DARK and VANTOREL_SMALL in dark colours and at the least size.
+class Windows : public testing::Test {
+protected:
+    Windows()
+        : sample(sample::WriteOptions{}, 120)
+        , destination(folder.makeFolder("Saved"))
+    {
+        services.calls = realSystemCalls();
+        services.clock = systemClock();
+        services.children = realChildProcesses(services.clock);
+        services.temporary = TemporaryFiles::create(services.calls, folder.makeFolder("tmp")).value();
+        settings->setFlag(settingsKeys::onboardingDone, true);
+    }
+
+    void open()
+    {
+
+        auto environment = realEnvironment(services);
+        environment.finder.find = [this](const SharedCancelToken&) {
+            return FindResult{.libraries = libraries};
+        };
+        libraries = {*environment.finder.inspect(sample.library())};
+        libraries.push_back({.url = "/Volumes/Time/2024-05-03/Photos Library.photoslibrary",
+            .name = "Photos Library",
+            .origin = FoundLibrary::Origin::timeMachine,
+            .format = LibraryFormat::noDatabase,
+            .databaseExcludedFromBackups = true,
+            .hasJournals = true});
+        model = std::make_unique<AppModel>(std::move(environment),
+            AppServices{
+                .core = realCoreWork(services),
+                .start = [workers = workers](
+                             std::function<void()> work) { return workers->start(std::move(work)); },
+                .timers = timers,
+                .settings = settings,
+                .desktop = desktop,
+            });
+        window = std::make_unique<MainWindow>(*model, timers, ini);
+        if (std::getenv("VANTOREL_SMALL")) {
+            window->resize(window->minimumSize());
+        }
+        window->show();
+        settle();
+    }
+
+    /// Lets all work end and every view be refreshed.
+    void settle()
+    {
+        for (int i = 0; i < 3; ++i) {
+            workers->runAll();
+            QApplication::processEvents();
+        }
+    }
+
+    template <typename Widget = QAbstractButton>
+    Widget* button(const QString& text)
+    {
+        for (auto* found : window->findChildren<Widget*>()) {
+            if (found->isVisible() && found->text() == text) {
+                return found;
+            }
+        }
+        return nullptr;
+    }
+    void click(const QString& text)
+    {
+        auto* found = button(text);
+        ASSERT_NE(found, nullptr) << text.toStdString();
+        ASSERT_TRUE(found->isEnabled()) << text.toStdString();
+        found->click();
+        QApplication::processEvents();
+    }
+    bool shows(const QString& part)
+    {
+        const auto labels = window->findChildren<QLabel*>();
+        return std::ranges::any_of(
+            labels, [&](const QLabel* label) { return label->isVisible() && label->text().contains(part); });
+    }
+    template <typename View>
+    View* visible()
+    {
+        for (auto* view : window->findChildren<View*>()) {
+            if (view->isVisible()) {
+                return view;
+            }
+        }
+        return nullptr;
+    }
+    void picture(const char* name)
+    {
+        if (const char* place = std::getenv("VANTOREL_SCREENSHOTS")) {
+            for (int i = 0; i < 3; ++i) {
+                QApplication::processEvents(); // views are refreshed; the work waits
+            }
+            EXPECT_TRUE(window->grab().save(QString::fromUtf8(place) + "/" + name + ".png"));
+        }
+    }
+
+    TemporaryFolder folder{};
+    sample::SampleFixture sample;
+    DiskPath destination;
+    CoreServices services{};
+    std::shared_ptr<TestTimers> timers = std::make_shared<TestTimers>();
+    std::shared_ptr<TestWorkers> workers = std::make_shared<TestWorkers>();
+    std::shared_ptr<TestSettings> settings = std::make_shared<TestSettings>();
+    std::shared_ptr<TestDesktop> desktop = std::make_shared<TestDesktop>();
+    QSettings ini{QString::fromStdString((folder / "windows.ini").native()), QSettings::IniFormat};
+    std::vector<FoundLibrary> libraries{};
+    std::unique_ptr<AppModel> model{};
+    std::unique_ptr<MainWindow> window{};
+};
+
+TEST_F(Windows, leadFromTheFirstRunToTheLibraries)
+{
+    settings->setFlag(settingsKeys::onboardingDone, false);
+    open();
+    EXPECT_TRUE(shows("See and save what is in a Photos library"));
+    picture("onboarding");
+    click("Continue");
+    settle();
+    EXPECT_EQ(model->screen(), Screen::sources);
+    EXPECT_TRUE(shows("Choose a library to scan"));
+    EXPECT_TRUE(shows("In Time Machine backups"));
+    EXPECT_TRUE(shows("No database here, as is normal for a Time Machine backup."));
+    picture("sources");
+
+    libraries.clear();
+    click("Look Again");
+    settle();
+    EXPECT_TRUE(shows("No library found"));
+    picture("nothing-found");
+    desktop->answer = folder.makeFolder("Holiday");
+    click("Choose a Library…");
+    settle();
+    EXPECT_TRUE(shows("\"Holiday\" is not a Photos library: it has no database and no originals folder."));
+}
+
+TEST_F(Windows, scanShowExportStopAndContinue)
+{
+    open();
+    click("Scan");
+    EXPECT_TRUE(shows("Copying the library's database to a private place."));
+    picture("scanning");
+    settle();
+    ASSERT_EQ(model->screen(), Screen::results);
+    EXPECT_TRUE(shows("Items per year"));
+    picture("overview");
+
+    model->setTab(ResultTab::albums);
+    settle();
+    EXPECT_TRUE(shows("Select an album to see its photos and what is really on this disk for each one."));
+    auto* tree = visible<QTreeView>();
+    ASSERT_NE(tree, nullptr);
+    tree->expandAll();
+    for (auto index = tree->indexAt({4, 4}); index.isValid() && !visible<QTableView>();
+        index = tree->indexBelow(index)) {
+        tree->setCurrentIndex(index);
+    }
+    ASSERT_NE(visible<QTableView>(), nullptr) << "no album was found";
+    EXPECT_GT(visible<QTableView>()->model()->rowCount(), 0);
+    picture("albums");
+    model->setTab(ResultTab::notSaved);
+    settle();
+    EXPECT_EQ(visible<QTableView>()->model()->rowCount(),
+        static_cast<int>(model->scanned()->overview.limitedAssets.size()));
+    picture("missing");
+    model->setTab(ResultTab::compare);
+    settle();
+    picture("compare");
+
+    desktop->answer = destination;
+    click("Export…");
+    settle();
+    EXPECT_TRUE(shows("A photo in two albums is copied twice."));
+    EXPECT_FALSE(button("Export")->isEnabled()) << "no folder was chosen";
+    click("Choose Folder…");
+    settle();
+    EXPECT_TRUE(shows(" free on that disk."));
+    const auto before = model->exportPlan();
+    click("Recently Deleted");
+    EXPECT_FALSE(button("Export")->isEnabled()) << "the plan is not that of the choices";
+    settle();
+    EXPECT_NE(model->exportPlan()->id, before->id);
+    picture("export");
+
+    click("Export");
+    click("Stop");
+    EXPECT_TRUE(shows("Stopping keeps what is saved."));
+    EXPECT_FALSE(button("Stopping…")->isEnabled());
+    picture("stopping");
+    settle();
+    EXPECT_TRUE(shows("not saved yet") || shows("Export not finished"));
+    click("Export Again");
+    settle();
+    if (model->resumesUnfinished()) {
+        EXPECT_TRUE(shows("Continues the unfinished export in"));
+        click("Continue Export");
+    } else {
+        click("Export");
+    }
+    picture("saving");
+    settle();
+    ASSERT_TRUE(model->exportOutcome()->isFinished()) << message(*model->exportOutcome());
+    EXPECT_TRUE(shows("Export finished"));
+    EXPECT_TRUE(model->outcomeFolderIsThere());
+    picture("finished");
+    click("Done");
+    EXPECT_FALSE(model->showExport());
+}
+
+TEST_F(Windows, askBeforeTheyCloseDuringAnExport)
+{
+    open();
+    click("Scan");
+    settle();
+    model->setExportDestination(destination);
+    settle();
+    model->startExport();
+    window->close();
+    QApplication::processEvents();
+    auto* question = visible<QMessageBox>();
+    ASSERT_NE(question, nullptr);
+    EXPECT_EQ(question->text(), "Stop the export and quit?");
+    EXPECT_EQ(question->defaultButton()->text(), "Keep Running");
+    question->defaultButton()->click();
+    QApplication::processEvents();
+    EXPECT_FALSE(model->isStoppingExport());
+    EXPECT_TRUE(window->isVisible());
+
+    window->close();
+    QApplication::processEvents();
+    click("Stop and Quit");
+    EXPECT_TRUE(model->isStoppingExport());
+}
+
+} // namespace
+} // namespace vantorel
+
+int main(int argc, char** argv)
+{
+    testing::InitGoogleTest(&argc, argv);
+    if (!std::getenv("QT_QPA_PLATFORM")) {
+        setenv("QT_QPA_PLATFORM", "offscreen", 1); // no other thread yet
+    }
+    const QApplication application(argc, argv);
+    QApplication::setStyle("fusion");
+    QApplication::setPalette(vantorel::theme::palette(std::getenv("VANTOREL_DARK") != nullptr));
+    return RUN_ALL_TESTS();
+}
