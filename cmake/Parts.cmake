@@ -37,7 +37,7 @@ if(Qt6_FOUND AND Qt6Widgets_FOUND AND Qt6Svg_FOUND)
 else()
   set(VANTOREL_WINDOWS OFF)
   message(STATUS "Qt 6 is missing, so the windows are left out. Debian, Ubuntu: apt-get install qt6-base-dev "
-    "libqt6svg6-dev. Homebrew: brew install qt.")
+    "qt6-svg-dev. Homebrew: brew install qt.")
 endif()
 if(VANTOREL_TESTS)
   find_package(GTest QUIET)
