@@ -48,8 +48,8 @@ int runCompare(const Context& context, const CompareArguments& arguments);
 int runExport(const Context& context, const ExportArguments& arguments);
 int runVerify(const Context& context, const VerifyArguments& arguments);
 
-/// Scans with progress; a failure was already said and is the exit status. `which` stands before the stages
-/// where there is more than one library.
+/// Scans with progress; a failure was already said and is the exit status. `which` ("1 of 2: ") stands before
+/// the stages where there is more than one library.
 std::expected<std::shared_ptr<const LibraryScanResult>, int> scanWithProgress(
     const Context& context, const std::string& library, std::string_view which = {});
 /// Whether all of the library was read and looked at.

@@ -28,11 +28,11 @@ std::expected<std::shared_ptr<const LibraryScanResult>, int> scanOneOfTwo(
 
 int runCompare(const Context& context, const CompareArguments& arguments)
 {
-    const auto source = scanOneOfTwo(context, arguments.library, "First library: ");
+    const auto source = scanOneOfTwo(context, arguments.library, "1 of 2: ");
     if (!source) {
         return source.error();
     }
-    const auto other = scanOneOfTwo(context, arguments.other, "Second library: ");
+    const auto other = scanOneOfTwo(context, arguments.other, "2 of 2: ");
     if (!other) {
         return other.error();
     }

@@ -26,6 +26,9 @@ constexpr nanoseconds redrawElsewhere = std::chrono::seconds(5);
 constexpr nanoseconds speedWindow = std::chrono::seconds(30);
 constexpr nanoseconds speedNeeds = std::chrono::seconds(3); ///< Less says nothing about what is to come.
 
+constexpr std::size_t widestBar = 20;
+constexpr std::size_t narrowestBar = 5;
+
 struct WaitTexts {
     std::string_view brief;
     std::string_view longer;
@@ -169,29 +172,41 @@ std::string ProgressLine::lineFor(const State& state)
         return std::string(longWait ? texts.longer : texts.brief);
     }
     const bool byBytes = state.bytesTotal > 0;
-    std::string line = state.stage;
+    std::string numbers;
     if (state.total > 0) {
-        line +=
-            "  " + (byBytes ? bar(state.bytesDone, state.bytesTotal, 20) : bar(state.done, state.total, 20));
-        line += fmt::format("  {} of {}", grouped(state.done), grouped(state.total));
+        numbers += fmt::format("  {} of {}", grouped(state.done), grouped(state.total));
     }
     if (byBytes) {
-        line += fmt::format("  {} of {}", byteSize(state.bytesDone), byteSize(state.bytesTotal));
+        numbers += fmt::format("  {} of {}", byteSize(state.bytesDone), byteSize(state.bytesTotal));
         if (samples_.size() > 1 && samples_.back().first - samples_.front().first >= speedNeeds) {
             const Seconds took = samples_.back().first - samples_.front().first;
             const auto speed =
                 static_cast<double>(samples_.back().second - samples_.front().second) / took.count();
-            line += fmt::format("  {}/s", byteSize(static_cast<std::int64_t>(speed)));
+            numbers += fmt::format("  {}/s", byteSize(static_cast<std::int64_t>(speed)));
         }
     }
     const std::string left =
         byBytes ? remaining(state.bytesDone, state.bytesTotal) : remaining(state.done, state.total);
     if (!left.empty()) {
-        line += "  " + left;
+        numbers += "  " + left;
     }
     if (!state.note.empty()) {
-        line += "  " + state.note;
+        numbers += "  " + state.note;
     }
+    std::string line = state.stage;
+    if (byBytes || state.total > 0) {
+        // On a narrow terminal the numbers say more than the bar.
+        const std::size_t taken = columns(line) + columns(numbers) + 3;
+        const std::size_t width = terminal_ ? terminalWidth() : taken + widestBar;
+        const std::size_t room = std::min(widestBar, width > taken ? width - taken : 0);
+        if (room >= narrowestBar) {
+            const int cells = static_cast<int>(room);
+            line += "  "
+                + (byBytes ? bar(state.bytesDone, state.bytesTotal, cells)
+                           : bar(state.done, state.total, cells));
+        }
+    }
+    line += numbers;
     if (!state.detail.empty()) {
         line += "  " + displayText(state.detail);
     }

@@ -22,7 +22,7 @@ public:
         std::string stage{};  ///< "Checking which original files are there"
         std::string detail{}; ///< "IMG_0001.jpeg"; shown as far as there is room.
         std::int64_t done = 0;
-        std::int64_t total = 0; ///< 0: not known.
+        std::int64_t total = 0; ///< 0: not known, or only bytes are counted.
         std::int64_t bytesDone = 0;
         std::int64_t bytesTotal = 0; ///< 0: no bytes to count; else the bar and the time are theirs.
         std::string note{};          ///< "12 skipped"

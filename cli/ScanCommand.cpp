@@ -70,11 +70,14 @@ std::expected<std::shared_ptr<const LibraryScanResult>, int> scanWithProgress(
     try {
         return std::make_shared<const LibraryScanResult>(
             scanner.scan(path, context.cancel, [&](const ScanProgress& progress) {
+                const bool isBytes = progress.stage == ScanStage::copyingDatabase;
                 line->show({
                     .stage =
                         fmt::format("{}{}", which, stageTexts.at(static_cast<std::size_t>(progress.stage))),
-                    .done = progress.done,
-                    .total = progress.total,
+                    .done = isBytes ? 0 : progress.done,
+                    .total = isBytes ? 0 : progress.total,
+                    .bytesDone = isBytes ? progress.done : 0,
+                    .bytesTotal = isBytes ? progress.total : 0,
                     .waitingForDisk = progress.waitingForDisk,
                 });
             }));
