@@ -8,9 +8,31 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
+#include <iterator>
+#include <utility>
+
 namespace vantorel::cli {
 
 namespace {
+
+/// A file that could not be read is not one that differs.
+bool couldNotBeChecked(const VerifyResult::Difference& difference)
+{
+    switch (difference.trouble) {
+    case VerifyResult::Trouble::unreadable:
+    case VerifyResult::Trouble::refused:
+    case VerifyResult::Trouble::notAnswering:
+        return true;
+    case VerifyResult::Trouble::missing:
+    case VerifyResult::Trouble::sizeDiffers:
+    case VerifyResult::Trouble::digestDiffers:
+    case VerifyResult::Trouble::sidecarMissing:
+    case VerifyResult::Trouble::sidecarDamaged:
+        return false;
+    }
+    std::unreachable();
+}
 
 void printSummary(const VerifyResult& result)
 {
@@ -22,15 +44,24 @@ void printSummary(const VerifyResult& result)
     } else if (result.differences.empty()) {
         fmt::print("Every saved file is there and is what was saved.\n{}.\n", checked);
     } else {
-        fmt::print("{} from what was saved.\n{}.\n",
-            counted(static_cast<std::int64_t>(result.differences.size()), "file differs", "files differ"),
-            checked);
+        const auto unread = std::ranges::count_if(result.differences, couldNotBeChecked);
+        const auto differing = std::ssize(result.differences) - unread;
+        if (differing > 0) {
+            fmt::print("{} from what was saved.\n", counted(differing, "file differs", "files differ"));
+        }
+        if (unread > 0) {
+            fmt::print(
+                "{} not be checked, which says nothing about what was saved: the disk did not give {}.\n",
+                counted(unread, "file could", "files could"), unread == 1 ? "it" : "them");
+        }
+        fmt::print("{}.\n", checked);
     }
     if (!result.isFinishedExport) {
         fmt::print("This export has not finished: what is here is not all of it.\n");
     }
     for (const auto& difference : result.differences) {
-        fmt::print("  {}: {}\n", displayText(difference.path), displayText(difference.text));
+        const std::string place = difference.path.empty() ? "" : displayText(difference.path) + ": ";
+        fmt::print("  {}{}\n", place, displayText(difference.text));
     }
 }
 
