@@ -50,9 +50,8 @@ void printSummary(const VerifyResult& result)
             fmt::print("{} from what was saved.\n", counted(differing, "file differs", "files differ"));
         }
         if (unread > 0) {
-            fmt::print(
-                "{} not be checked, which says nothing about what was saved: the disk did not give {}.\n",
-                counted(unread, "file could", "files could"), unread == 1 ? "it" : "them");
+            fmt::print("{} not be checked. That does not mean that anything is damaged.\n",
+                counted(unread, "file could", "files could"));
         }
         fmt::print("{}.\n", checked);
     }
