@@ -264,6 +264,24 @@ TEST(Sidecars, readBackInAnotherProgram)
     EXPECT_EQ(fields["Rating"], 5);
 }
 
+TEST(LeftoverFiles, areSavedWhenAskedFor)
+{
+    const TemporaryFolder folder;
+    const fs::path library = folder / "Family.photoslibrary";
+    const sample::SamplePlan plan = sample::drawPlan(40, 4);
+    ASSERT_FALSE(plan.strayFiles.empty());
+    sample::writeLibrary(plan, {.seed = 4}, library);
+    const auto recovered = [&](std::vector<std::string> arguments) {
+        arguments.insert(arguments.begin(), {"export", "--dry-run", "--json"});
+        arguments.insert(arguments.end(), {library.string(), folder.path().string()});
+        const json items = jsonOf(arguments)["items"];
+        return std::ranges::count_if(
+            items, [](const json& item) { return item["albumPath"] == "Recovered without details"; });
+    };
+    EXPECT_EQ(recovered({}), 0);
+    EXPECT_EQ(recovered({"--leftover-files"}), std::ssize(plan.strayFiles));
+}
+
 TEST(Interruption, stopsAndGoesOnToTheSameFolder)
 {
     const TemporaryFolder folder;
