@@ -32,8 +32,8 @@ std::string afterwards(const Records& records)
 
 TEST(JournalApplication, followsTheOrderOfTheRecords)
 {
-    const std::string first =
-        wholeRecord(1, {{"filename", "a.jpeg"}, {"title", "A"}, {"hidden", true}, {"keywords", idList({5, 6})}});
+    const std::string first = wholeRecord(
+        1, {{"filename", "a.jpeg"}, {"title", "A"}, {"hidden", true}, {"keywords", idList({5, 6})}});
     struct Row {
         const char* what;
         Records records;
@@ -63,9 +63,11 @@ TEST(JournalApplication, followsTheOrderOfTheRecords)
         {"an empty title", {first, changed(1, {{"title", ""}})}, "a.jpeg - hidden 2"},
         {"a title that is a number", {first, changed(1, {{"title", 5}})}, "a.jpeg - hidden 2"},
         {"yes as a number", {wholeRecord(1, {{"filename", "a.jpeg"}, {"hidden", 1}})}, "a.jpeg - hidden 0"},
-        {"yes as a real number", {wholeRecord(1, {{"filename", "a.jpeg"}, {"hidden", 0.5}})}, "a.jpeg - hidden 0"},
+        {"yes as a real number", {wholeRecord(1, {{"filename", "a.jpeg"}, {"hidden", 0.5}})},
+            "a.jpeg - hidden 0"},
         {"no as a number", {first, changed(1, {{"hidden", 0}})}, "a.jpeg A shown 2"},
-        {"a cut list", {wholeRecord(1, {{"filename", "a"}, {"keywords", PlistValue::Data{idBytes(5) + "abc"}}})},
+        {"a cut list",
+            {wholeRecord(1, {{"filename", "a"}, {"keywords", PlistValue::Data{idBytes(5) + "abc"}}})},
             "a - shown 1"},
     };
     for (const Row& row : rows) {

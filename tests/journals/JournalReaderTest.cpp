@@ -144,7 +144,8 @@ TEST(JournalAssets, haveTheValuesOfTheirKeys)
     };
     for (const Row& row : rows) {
         JournalFixture journals;
-        journals.write("Keyword-snapshot", {wholeRecord(81, {{"title", "Sun"}}), wholeRecord(82, {{"title", "Beach"}})});
+        journals.write(
+            "Keyword-snapshot", {wholeRecord(81, {{"title", "Sun"}}), wholeRecord(82, {{"title", "Beach"}})});
         journals.write("FileSystemVolume-change", {wholeRecord(90, {{"name", "Old disk"}})});
         journals.write("Asset-snapshot", {wholeRecord(1, photo(row.keys))});
         Asset expected = plainAsset(1);
@@ -186,7 +187,8 @@ TEST(JournalAssets, putTogetherFromChangesLackWhatTheirRecordHeld)
 TEST(JournalReading, describesAnIntactLibrary)
 {
     JournalFixture journals;
-    journals.write("Asset-snapshot", {wholeRecord(1, photo()), wholeRecord(2, photo()), wholeRecord(3, photo())});
+    journals.write(
+        "Asset-snapshot", {wholeRecord(1, photo()), wholeRecord(2, photo()), wholeRecord(3, photo())});
     journals.write("Asset-change", {removed(2)});
     journals.write("MigrationHistory-change",
         {sample::journalBytes(
@@ -297,10 +299,12 @@ TEST(JournalReading, failsOnlyWhereThereIsNoPhotoForAReason)
 TEST(JournalAlbums, formATreeInTheOrderOfTheirFolders)
 {
     JournalFixture journals;
-    journals.write("Asset-snapshot", {wholeRecord(1, photo()), wholeRecord(2, photo()), wholeRecord(3, photo())});
+    journals.write(
+        "Asset-snapshot", {wholeRecord(1, photo()), wholeRecord(2, photo()), wholeRecord(3, photo())});
     journals.write("Album-snapshot",
         {wholeRecord(11, collection(2, "Second", {{"assets", idList({3, 1, 70, 3})}})),
-            wholeRecord(12, collection(2, "First")), wholeRecord(13, collection(2, "Deep", {{"assets", idList({2})}})),
+            wholeRecord(12, collection(2, "First")),
+            wholeRecord(13, collection(2, "Deep", {{"assets", idList({2})}})),
             wholeRecord(14, collection(2, "Thrown away", {{"inTrash", true}}))});
     journals.write("Folder-snapshot",
         {wholeRecord(20, {{"kind", 3999}, {"childCollections", idList({12, 21, 11, 41})}}),
@@ -309,7 +313,8 @@ TEST(JournalAlbums, formATreeInTheOrderOfTheirFolders)
     journals.write("FetchingAlbum-snapshot",
         {wholeRecord(41, collection(1507, "Rule")), wholeRecord(42, collection(1507, "Old rule"))});
     journals.write("FetchingAlbum-change", {removed(42)});
-    journals.write("ProjectAlbum-change", {wholeRecord(51, collection(1508, "Slides", {{"assets", idList({1})}}))});
+    journals.write(
+        "ProjectAlbum-change", {wholeRecord(51, collection(1508, "Slides", {{"assets", idList({1})}}))});
     journals.write("Folder-change", {changed(21, {{"childCollections", idList({13, 12})}})});
     const auto result = journals.result();
     EXPECT_EQ(described(result),
@@ -352,7 +357,8 @@ TEST(JournalAlbums, standAtTheTopWhenTheirFolderIsLost)
             {"1" + lost}},
         {"in a deleted folder",
             {root({}),
-                wholeRecord(30, collection(4000, "F", {{"inTrash", true}, {"childCollections", idList({11})}}))},
+                wholeRecord(
+                    30, collection(4000, "F", {{"inTrash", true}, {"childCollections", idList({11})}}))},
             {"- root", "F folder deleted", "A album in F"}, {}},
     };
     for (const Row& row : rows) {

@@ -257,7 +257,8 @@ TEST(JournalRecordWalk, findsRecordsAmongHeadersThatAllClaimTheWholeFile)
     }
     const Walked found = walked(bytes);
     EXPECT_EQ(found.records.size(), 5U);
-    EXPECT_EQ(found.walk.lostBytes, static_cast<std::int64_t>(bytes.size() - 5 * wholeRecord(1, photo()).size()));
+    EXPECT_EQ(
+        found.walk.lostBytes, static_cast<std::int64_t>(bytes.size() - 5 * wholeRecord(1, photo()).size()));
 }
 
 TEST(JournalRecordWalk, stopsWhenItIsCancelled)
