@@ -3,6 +3,7 @@
 #include "base/Product.h"
 #include "base/Text.h"
 #include "cli/Commands.h"
+#include "cli/HelpText.h"
 #include "cli/Interrupts.h"
 #include "cli/JsonText.h"
 #include "cli/StandIn.h"
@@ -22,23 +23,45 @@ namespace vantorel::cli {
 
 namespace {
 
-constexpr const char* description =
-    "Sees and saves what is in a Photos library (\".photoslibrary\"), also a damaged one. The library is "
-    "only read.\n"
-    "\n"
+constexpr const char* description = "Vantorel sees and saves what is in a Photos library "
+                                    "(\".photoslibrary\"), also a damaged one. The library "
+                                    "is only read.";
+
+constexpr const char* examples =
     "Examples:\n"
     "  vantorel find\n"
     "  vantorel scan \"/media/me/Old Mac/Photos Library.photoslibrary\"\n"
-    "  vantorel compare \"/media/me/Old Mac/Photos Library.photoslibrary\" \"Photos Library.photoslibrary\"\n"
-    "  vantorel export \"Photos Library.photoslibrary\" /media/me/Rescue\n"
-    "  vantorel export --album Rome --dry-run \"Photos Library.photoslibrary\" .\n"
-    "  vantorel verify \"/media/me/Rescue/Photos Library export\"\n";
+    "  vantorel export \"/media/me/Old Mac/Photos Library.photoslibrary\" /media/me/Rescue\n"
+    "  vantorel verify \"/media/me/Rescue/Photos Library export\"\n"
+    "  vantorel compare \"Old Photos.photoslibrary\" \"Photos Library.photoslibrary\"\n";
 
-constexpr const char* footer =
-    "\nExit status: 0 done; 1 ended, but not complete; 2 wrong usage; 3 nothing could be read or started;\n"
-    "130 stopped with Ctrl-C (a second Ctrl-C ends at once). An export that did not finish continues when it "
-    "is\n"
-    "run again into the same place.";
+constexpr const char* findExamples = "Examples:\n"
+                                     "  vantorel find\n"
+                                     "  vantorel find --only /media/me/Old\\ Mac\n"
+                                     "  vantorel find --json | jq -r '.libraries[].url'\n";
+
+constexpr const char* scanExamples =
+    "Examples:\n"
+    "  vantorel scan \"/media/me/Old Mac/Photos Library.photoslibrary\"\n"
+    "  vantorel scan --list \"Photos Library.photoslibrary\" > missing.txt\n"
+    "  vantorel scan --json \"Photos Library.photoslibrary\" > library.json\n";
+
+constexpr const char* compareExamples =
+    "Examples:\n"
+    "  vantorel compare \"Old Photos.photoslibrary\" \"Photos Library.photoslibrary\"\n"
+    "  vantorel compare --list \"Copy.photoslibrary\" \"Photos Library.photoslibrary\"\n";
+
+constexpr const char* exportExamples =
+    "Examples:\n"
+    "  vantorel export --dry-run \"Photos Library.photoslibrary\" /media/me/Rescue\n"
+    "  vantorel export \"Photos Library.photoslibrary\" /media/me/Rescue\n"
+    "  vantorel export --album Rome --album Oslo \"Photos Library.photoslibrary\" .\n"
+    "An export that did not finish continues when the same command is run again.\n";
+
+constexpr const char* verifyExamples =
+    "Examples:\n"
+    "  vantorel verify \"/media/me/Rescue/Photos Library export\"\n"
+    "  vantorel verify \"/media/me/Rescue/Photos Library export (incomplete)\"\n";
 
 void addCommonOptions(CLI::App& command, CommonOptions& options)
 {
@@ -94,12 +117,16 @@ int runProgram(int argc, char** argv)
     VerifyArguments verify;
 
     CLI::App app{description, "vantorel"};
-    app.footer(footer);
-    app.set_version_flag("--version", fmt::format("{} {}", product::name, product::version()));
+    app.formatter(std::make_shared<HelpText>());
+    app.footer(examples);
+    app.set_help_flag("-h,--help", "Print this help and exit");
+    app.set_version_flag(
+        "--version", fmt::format("{} {}", product::name, product::version()), "Print the version and exit");
     app.require_subcommand(1);
 
     auto* findCommand = app.add_subcommand("find",
         "List the libraries on mounted disks, in home folders, in Time Machine backups and in folders");
+    findCommand->footer(findExamples);
     findCommand->add_option("FOLDER", find.folders, "Also search this folder; several may be given");
     findCommand->add_flag("--only", find.only, "Search nowhere else than in the folders given")
         ->needs("FOLDER");
@@ -107,12 +134,14 @@ int runProgram(int argc, char** argv)
 
     auto* scanCommand =
         app.add_subcommand("scan", "Read a library and check which of its original files are there");
+    scanCommand->footer(scanExamples);
     scanCommand->add_option("LIBRARY", scan.library, "The library, or a folder copied from one")->required();
     scanCommand->add_flag("--list", scan.list, "Also name every item that is missing or limited");
     addCommonOptions(*scanCommand, context.options);
 
     auto* compareCommand =
         app.add_subcommand("compare", "Tell what a library has that another one has not, or has differently");
+    compareCommand->footer(compareExamples);
     compareCommand->add_option("LIBRARY", compare.library, "The library, or a folder copied from one")
         ->required();
     compareCommand->add_option("OTHER", compare.other, "The one to compare with, usually today's")
@@ -122,6 +151,7 @@ int runProgram(int argc, char** argv)
 
     auto* exportCommand = app.add_subcommand(
         "export", "Save the original files in folders named after the albums, with sidecars and a report");
+    exportCommand->footer(exportExamples);
     exportCommand->add_option("LIBRARY", save.library, "The library, or a folder copied from one")
         ->required();
     exportCommand
@@ -150,9 +180,14 @@ int runProgram(int argc, char** argv)
     addCommonOptions(*exportCommand, context.options);
 
     auto* verifyCommand = app.add_subcommand("verify", "Check an export against the digests in its report");
+    verifyCommand->footer(verifyExamples);
     verifyCommand->add_option("FOLDER", verify.folder, "The export's folder, finished or not")->required();
     addCommonOptions(*verifyCommand, context.options);
 
+    if (const auto mistake = commandMistake(app, argc, argv); !mistake.empty()) {
+        std::fputs(mistake.c_str(), stderr);
+        return wrongUsage;
+    }
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {
