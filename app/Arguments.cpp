@@ -1,0 +1,51 @@
+#include "app/Arguments.h"
+
+#include "app/Display.h"
+#include "base/Product.h"
+
+#include <cstdio>
+#include <string>
+#include <string_view>
+
+namespace vantorel {
+
+namespace {
+
+constexpr const char* usage =
+    "Shows what is in a Photos library (\".photoslibrary\"), also a damaged one, and saves it.\n"
+    "\n"
+    "Usage:\n"
+    "  vantorel-app [LIBRARY]    with LIBRARY, that one is scanned at once\n"
+    "  vantorel-app --version\n"
+    "\n"
+    "Where there is no display, \"vantorel\" does the same: vantorel --help\n";
+
+constexpr const char* noDisplay =
+    "There is no display here for Vantorel's windows. Without one, \"vantorel\" does the same: vantorel "
+    "--help\n";
+
+constexpr int notStarted = 3;
+
+} // namespace
+
+std::optional<int> answerWithoutWindows(int argc, const char* const* argv)
+{
+    for (int i = 1; i < argc; ++i) {
+        const std::string_view argument = argv[i];
+        if (argument == "--help" || argument == "-h") {
+            std::fputs(usage, stdout);
+            return 0;
+        }
+        if (argument == "--version") {
+            std::puts((std::string(product::name) + " " + std::string(product::version())).c_str());
+            return 0;
+        }
+    }
+    if (!mayHaveDisplay(argc, argv)) {
+        std::fputs(noDisplay, stderr);
+        return notStarted;
+    }
+    return std::nullopt;
+}
+
+} // namespace vantorel

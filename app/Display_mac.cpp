@@ -1,0 +1,7 @@
+#include "app/Display.h"
+
+namespace vantorel {
+
+bool mayHaveDisplay(int, const char* const*) { return true; }
+
+} // namespace vantorel
