@@ -2,6 +2,8 @@
 option(VANTOREL_TESTS "Build the tests" ON)
 option(VANTOREL_BENCH "Build the benchmarks" OFF)
 option(VANTOREL_WERROR "Warnings are errors" OFF)
+option(VANTOREL_DEBIAN "Lay the files out as a Debian package has them, with its copyright and changelog" OFF)
+option(VANTOREL_SHIPPED "Build as for other people's machines: hardened, and the same bytes wherever it is built" OFF)
 set(VANTOREL_SANITIZE "" CACHE STRING "Sanitizers: address;undefined or thread")
 
 add_library(vantorel-warnings INTERFACE)
@@ -25,4 +27,13 @@ if(VANTOREL_SANITIZE)
   endif()
   target_compile_options(vantorel-sanitizers INTERFACE ${_flags})
   target_link_options(vantorel-sanitizers INTERFACE ${_flags})
+endif()
+
+# No path of the build's machine stays in the programs, also not in their debug information.
+if(VANTOREL_SHIPPED)
+  add_compile_options(-ffile-prefix-map=${CMAKE_BINARY_DIR}=build -ffile-prefix-map=${CMAKE_SOURCE_DIR}=.
+    -fstack-protector-strong -D_FORTIFY_SOURCE=2)
+  if(NOT APPLE)
+    add_link_options(-Wl,-z,relro,-z,now)
+  endif()
 endif()
