@@ -10,8 +10,13 @@ void CancelToken::cancel()
 
 bool CancelToken::isCancelled() const
 {
-    const std::scoped_lock held(lock_);
-    return flag_;
+    {
+        const std::scoped_lock held(lock_);
+        if (flag_) {
+            return true;
+        }
+    }
+    return other_ && other_->isCancelled();
 }
 
 } // namespace vantorel

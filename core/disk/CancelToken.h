@@ -2,6 +2,7 @@
 
 #include <memory>
 #include <mutex>
+#include <utility>
 
 namespace vantorel {
 
@@ -9,10 +10,18 @@ namespace vantorel {
 /// search.
 class CancelToken {
 public:
+    CancelToken() = default;
+    /// Is cancelled with the other one too.
+    explicit CancelToken(std::shared_ptr<const CancelToken> other)
+        : other_(std::move(other))
+    {
+    }
+
     void cancel();
     bool isCancelled() const;
 
 private:
+    std::shared_ptr<const CancelToken> other_;
     mutable std::mutex lock_;
     bool flag_ = false;
 };

@@ -50,6 +50,8 @@ public:
 
     std::expected<void, Failure> write(std::span<const std::byte> bytes)
     {
+        unwritten_ += bytes.size();
+        unsynced_ += bytes.size();
         while (!bytes.empty()) {
             const auto written = calls().write(file_.get(), bytes);
             if (!written) {
@@ -77,11 +79,28 @@ public:
         return {};
     }
 
+    /// Sends a large file to the medium while it is copied: it never fills the memory, and its last sync is
+    /// not a silence of minutes on a slow disk.
+    std::expected<void, Failure> keepUp()
+    {
+        constexpr std::size_t writeEvery = 32u << 20u; // long enough for a drive that reads in between
+        constexpr std::size_t syncEvery = 128u << 20u; // a minute's silence at 2 MB/s
+        if (dropsCached_ && unwritten_ >= writeEvery) {
+            unwritten_ = 0;
+            std::ignore = calls().dropCached(file_.get()); // begins to write what cannot be dropped yet
+        }
+        if (unsynced_ >= syncEvery) {
+            unsynced_ = 0;
+            return sync();
+        }
+        return {};
+    }
+
     /// Closes and keeps the file. What the cache holds of it is dropped where that was asked for: only what
     /// is on the medium can be, so this comes after the sync.
-    std::expected<void, Failure> finish()
+    std::expected<void, Failure> finish(bool isSynced)
     {
-        if (dropsCached_) {
+        if (dropsCached_ && isSynced) {
             std::ignore = calls().dropCached(file_.get());
         }
         if (const auto closed = file_.close(); !closed) {
@@ -98,6 +117,8 @@ private:
     OpenFile file_{};
     bool isCreated_ = false;
     bool dropsCached_ = false;
+    std::size_t unwritten_ = 0; ///< Bytes since the disk was last told to write.
+    std::size_t unsynced_ = 0;  ///< Bytes since the last sync.
 };
 
 /// An error that tells of the file as a whole, not of a place in it.
@@ -135,6 +156,9 @@ public:
             }
             if (request_.hooks.afterChunk) {
                 request_.hooks.afterChunk(chunk);
+            }
+            if (const auto keptUp = destination_.keepUp(); !keptUp) {
+                return std::unexpected(keptUp.error());
             }
         }
         source_.close();
@@ -175,7 +199,7 @@ private:
                 return synced.error();
             }
         }
-        const auto finished = destination_.finish();
+        const auto finished = destination_.finish(request_.syncAtEnd);
         return finished ? std::nullopt : std::optional(finished.error());
     }
 

@@ -93,10 +93,7 @@ bool waitGuarded(const Clock& clock, const Patience& patience, Signal& done, Hea
 
 void noteAbandonedThread() { abandoned = true; }
 
-bool startWorker(std::function<void()> body)
-{
-    return startDetachedThread(workerStackBytes, std::move(body));
-}
+bool startWorker(std::function<void()> body) { return runOnWorker(std::move(body)); }
 
 } // namespace detail
 

@@ -73,7 +73,8 @@ void noteAbandonedThread();
 
 } // namespace detail
 
-/// Runs one blocking disk operation on a thread of its own and waits for it in slices.
+/// Runs one blocking disk operation on a worker thread that nobody else has meanwhile, and waits for it in
+/// slices.
 ///
 /// Silence is counted from the last `Heartbeat::beat`, not from the start: work that makes progress never
 /// stalls. A notice that was shown is hidden before the return. What `work` throws is thrown here. Where no

@@ -1,12 +1,12 @@
 #include "disk/WatchedSource.h"
 
+#include "disk/ChunkBuffer.h"
 #include "disk/DiskPatience.h"
 #include "disk/Guarded.h"
 #include "disk/OpenFile.h"
 #include "disk/Thread.h"
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
 #include <exception>
 #include <mutex>
@@ -19,11 +19,7 @@ using ChunkCopy::Failure;
 
 namespace {
 
-constexpr std::size_t bufferAlignment = 4'096;
-struct alignas(bufferAlignment) Page {
-    std::array<std::byte, bufferAlignment> bytes;
-};
-static_assert(ChunkCopy::chunkBytes % sizeof(Page) == 0);
+static_assert(ChunkBuffer::size == ChunkCopy::chunkBytes);
 
 /// Where the cache cannot be bypassed it is emptied after this many bytes, so that a large file never fills
 /// the memory. Rarely enough that what the system read ahead and drops as well does not count.
@@ -56,8 +52,7 @@ struct WatchedSource::Reader {
     Step step{};
     bool ending = false;
 
-    std::unique_ptr<Page[]> buffer =
-        std::make_unique_for_overwrite<Page[]>(ChunkCopy::chunkBytes / sizeof(Page));
+    ChunkBuffer buffer{};
     OpenFile file{};
     bool isUncached = false;
     std::size_t cached = 0; ///< Bytes read since the cache was emptied.
@@ -65,10 +60,7 @@ struct WatchedSource::Reader {
     std::size_t got = 0;
     int code = 0; ///< errno of the last step, 0 for none.
 
-    std::span<std::byte> bytes()
-    {
-        return {reinterpret_cast<std::byte*>(buffer.get()), ChunkCopy::chunkBytes};
-    }
+    std::span<std::byte> bytes() const { return buffer.bytes(); }
 
     void make(const Step& wanted)
     {
@@ -162,7 +154,7 @@ WatchedSource::~WatchedSource()
 std::expected<FileStatus, Failure> WatchedSource::open()
 {
     if (isWatched_) {
-        hasThread_ = startDetachedThread(workerStackBytes, [reader = reader_] { serve(reader); });
+        hasThread_ = runOnWorker([reader = reader_] { serve(reader); });
         if (!hasThread_) {
             return std::unexpected(Failure{.kind = Failure::Kind::read, .code = EAGAIN});
         }

@@ -9,8 +9,10 @@
 
 #include <array>
 #include <atomic>
+#include <set>
 #include <stdexcept>
 #include <string>
+#include <thread>
 #include <vector>
 
 namespace vantorel {
@@ -250,6 +252,24 @@ TEST_F(GuardedRun, workBesideAHangCostsNoTime)
         }).isStalled());
     }
     EXPECT_EQ(clock_->uptime(), before);
+}
+
+TEST_F(GuardedRun, takesAThreadThatIsDoneButNeverOneThatHangs)
+{
+    const auto hanging = std::make_shared<std::atomic<std::thread::id>>();
+    EXPECT_TRUE(guardedRun(clock_, {.stallLimit = 5s}, [clock = clock_, hanging](const auto& /*beat*/) {
+        *hanging = std::this_thread::get_id();
+        clock->hang();
+        return Unit{};
+    }).isStalled());
+    constexpr std::size_t runs = 200;
+    std::set<std::thread::id> used;
+    for (std::size_t i = 0; i < runs; ++i) {
+        used.insert(
+            guardedRun(clock_, {}, [](const auto& /*beat*/) { return std::this_thread::get_id(); }).value());
+    }
+    EXPECT_FALSE(used.contains(*hanging));
+    EXPECT_LT(used.size(), runs / 2);
 }
 
 TEST(SystemClock, takesASignalOfAnotherThread)
