@@ -1,25 +1,24 @@
 #pragma once
 
-#include <QtWidgets/qwidget.h>
+#include <QtWidgets/qlabel.h>
 
 namespace vantorel {
 
-/// One line that is cut in the middle where it does not fit, whole in its tooltip.
-class ElidedLabel final : public QWidget {
+/// One line that is cut in the middle where it does not fit. Whole in its tooltip, for screen readers, and
+/// for the clipboard through its menu.
+class ElidedLabel final : public QLabel {
 public:
-    enum class Kind { name, body, quiet };
+    enum class Kind { title, name, body, quiet };
 
     explicit ElidedLabel(const QString& text, Kind kind = Kind::body, QWidget* parent = nullptr);
-    void setText(const QString& text);
-    QString text() const { return text_; }
     QSize sizeHint() const override;
     QSize minimumSizeHint() const override;
 
 protected:
     void paintEvent(QPaintEvent* event) override;
+    void contextMenuEvent(QContextMenuEvent* event) override;
 
 private:
-    QString text_;
     Kind kind_;
 };
 

@@ -1,23 +1,28 @@
 #include "app/ExportSheet.h"
 
+#include "app/Charts.h"
 #include "app/ElidedLabel.h"
 #include "app/Layouts.h"
+#include "app/SymbolLabel.h"
 #include "app/Theme.h"
+#include "app/ThinBar.h"
 #include "app/model/WindowTexts.h"
 #include "base/Text.h"
 
-#include <QtCore/qfile.h>
+#include <algorithm>
+
 #include <QtCore/qurl.h>
 #include <QtGui/qdesktopservices.h>
 #include <QtGui/qevent.h>
 #include <QtGui/qpainter.h>
 #include <QtWidgets/qboxlayout.h>
 #include <QtWidgets/qcheckbox.h>
+#include <QtWidgets/qframe.h>
 #include <QtWidgets/qlabel.h>
-#include <QtWidgets/qprogressbar.h>
 #include <QtWidgets/qpushbutton.h>
 #include <QtWidgets/qscrollarea.h>
 #include <QtWidgets/qstackedwidget.h>
+#include <QtWidgets/qstyle.h>
 
 namespace vantorel {
 
@@ -46,10 +51,36 @@ QWidget* page(QWidget* content, QLayout* buttons)
     return widget;
 }
 
-void openInDesktop(const DiskPath& path)
+/// The bytes of the path as they are: names on disk are not always text.
+QUrl urlOf(const DiskPath& path)
 {
-    QDesktopServices::openUrl(
-        QUrl::fromLocalFile(QFile::decodeName(QByteArray::fromStdString(path.native()))));
+    return QUrl::fromEncoded("file://" + QByteArray::fromStdString(path.native()).toPercentEncoding("/"));
+}
+
+QFrame* hairline()
+{
+    auto* line = new QFrame;
+    line->setFixedHeight(1);
+    line->setAutoFillBackground(true);
+    line->setBackgroundRole(QPalette::Midlight);
+    return line;
+}
+
+/// One text on the left, a quiet one on the right of the same line.
+QLayout* line(QLabel* left, QLabel* right)
+{
+    auto* layout = new QHBoxLayout;
+    right->setAlignment(Qt::AlignRight | Qt::AlignVCenter);
+    right->setWordWrap(false);
+    left->setWordWrap(false);
+    layout->addWidget(left, 1);
+    layout->addWidget(right);
+    return layout;
+}
+
+QString nameOf(const DiskPath& folder)
+{
+    return displayed(folder.has_filename() ? folder.filename().native() : folder.native());
 }
 
 } // namespace
@@ -77,7 +108,7 @@ ExportSheet::ExportSheet(AppModel& app, QWidget* parent)
     watch(app_.scanned, app_.exportOptions, app_.exportDestination, app_.destinationFacts,
         app_.destinationDidNotAnswer, app_.exportPlan, app_.planSummary, app_.isPlanning,
         app_.neededBytesThere, app_.unfinishedNote, app_.isExporting, app_.isStoppingExport,
-        app_.exportProgress, app_.exportWait, app_.exportOutcome, app_.outcomeFolderIsThere);
+        app_.exportProgress, app_.exportPace, app_.exportWait, app_.exportOutcome, app_.outcomeFolderIsThere);
 }
 
 void ExportSheet::paintEvent(QPaintEvent*)
@@ -107,7 +138,9 @@ void ExportSheet::addChoice(
     column->addWidget(box);
     if (!explanation.isEmpty()) {
         auto* text = theme::text(explanation, TextStyle::quiet);
-        text->setContentsMargins(24, 0, 0, 0);
+        const int indent = style()->pixelMetric(QStyle::PM_IndicatorWidth, nullptr, box)
+            + style()->pixelMetric(QStyle::PM_CheckBoxLabelSpacing, nullptr, box);
+        text->setContentsMargins(indent, 0, 0, 0);
         box->setAccessibleDescription(explanation);
         column->addWidget(text);
     }
@@ -134,39 +167,25 @@ QWidget* ExportSheet::choices()
         *layout, "Smaller copies, where the original is not here", "", &ExportOptions::includeSmallerCopies);
     addChoice(*layout, "",
         "The library points at these. Only photo and video types in ordinary folders are offered. Tick this "
-        "if you trust "
-        "where the library came from.",
+        "if you trust where the library came from.",
         &ExportOptions::includeOutsideFiles);
     addChoice(*layout, "Also put People names in the keywords",
         "Photos can import keywords from a sidecar file but not People, so names stay searchable this way.",
         &ExportOptions::peopleAsKeywords);
-    layout->addSpacing(8);
-
-    auto* place = new QHBoxLayout;
-    auto* choose = new QPushButton("Choose Folder…");
-    connect(choose, &QPushButton::clicked, this, [this] { app_.chooseExportDestination(); });
-    auto* names = new QVBoxLayout;
-    names->setSpacing(0);
-    folder_ = new ElidedLabel("");
-    volume_ = theme::text("", TextStyle::quiet);
-    volume_->setWordWrap(false);
-    names->addWidget(folder_);
-    names->addWidget(volume_);
-    place->addWidget(choose, 0, Qt::AlignTop);
-    place->addLayout(names, 1);
-    layout->addLayout(place);
-    space_ = theme::text("", TextStyle::quiet);
-    warning_ = new WarningLine("");
-    fat_ = new WarningLine(shown(fatWarning));
-    unfinished_ = theme::text("", TextStyle::body);
-    layout->addWidget(space_);
-    layout->addWidget(warning_);
-    layout->addWidget(fat_);
-    layout->addWidget(unfinished_);
+    layout->addSpacing(6);
+    addDestination(*layout);
     layout->addStretch();
-    summary_ = theme::text("", TextStyle::body);
-    summary_->setMinimumHeight(summary_->fontMetrics().lineSpacing() * 2);
+    layout->addWidget(hairline());
+    summaryTitle_ = theme::text("", TextStyle::heading);
+    summary_ = theme::roomFor(2, theme::text("", TextStyle::body));
+    layout->addWidget(summaryTitle_);
     layout->addWidget(summary_);
+    planningShows_.setSingleShot(true);
+    planningShows_.setInterval(300);
+    planningShows_.callOnTimeout([this] {
+        summaryTitle_->setText("Working out the export");
+        summary_->setText("Working out what this export holds…");
+    });
 
     auto* buttons = new QHBoxLayout;
     auto* close = new QPushButton("Cancel");
@@ -180,6 +199,37 @@ QWidget* ExportSheet::choices()
     return page(content, buttons);
 }
 
+void ExportSheet::addDestination(QBoxLayout& layout)
+{
+    layout.addWidget(hairline());
+    auto* place = new QHBoxLayout;
+    place->setSpacing(12);
+    choose_ = new QPushButton("Choose Folder…");
+    connect(choose_, &QPushButton::clicked, this, [this] { app_.chooseExportDestination(); });
+    auto* names = new QVBoxLayout;
+    names->setSpacing(0);
+    folder_ = new ElidedLabel("", ElidedLabel::Kind::name);
+    volume_ = new ElidedLabel("", ElidedLabel::Kind::quiet);
+    names->addWidget(folder_);
+    names->addWidget(volume_);
+    place->addLayout(names, 1);
+    place->addWidget(choose_, 0, Qt::AlignVCenter);
+    layout.addLayout(place);
+    room_ = new SpaceBar;
+    auto kept = room_->sizePolicy();
+    kept.setRetainSizeWhenHidden(true);
+    room_->setSizePolicy(kept);
+    space_ = theme::roomFor(1, theme::text("", TextStyle::quiet));
+    warning_ = new WarningLine("");
+    fat_ = new WarningLine(shown(fatWarning));
+    unfinished_ = new WarningLine("", WarningLine::Kind::note);
+    layout.addWidget(room_);
+    layout.addWidget(space_);
+    layout.addWidget(warning_);
+    layout.addWidget(fat_);
+    layout.addWidget(unfinished_);
+}
+
 QWidget* ExportSheet::progress()
 {
     auto* content = new QWidget;
@@ -187,22 +237,26 @@ QWidget* ExportSheet::progress()
     layout->setContentsMargins(0, 0, 0, 0);
     layout->setSpacing(10);
     layout->addWidget(theme::text("Saving files", TextStyle::title));
-    bar_ = new QProgressBar;
-    bar_->setRange(0, 1000);
-    bar_->setTextVisible(false);
-    bar_->setAccessibleName("Export progress");
+    target_ = new ElidedLabel("", ElidedLabel::Kind::quiet);
+    layout->addWidget(target_);
+    layout->addSpacing(8);
     items_ = theme::text("", TextStyle::heading);
+    left_ = theme::text("", TextStyle::quiet);
+    bar_ = new ThinBar("Export progress");
     bytes_ = theme::text("", TextStyle::body);
+    speed_ = theme::text("", TextStyle::quiet);
     name_ = new ElidedLabel("", ElidedLabel::Kind::quiet);
-    resumed_ = theme::text("", TextStyle::quiet);
-    skipped_ = theme::text("", TextStyle::body);
-    notice_ = theme::text("", TextStyle::body);
-    notice_->setMinimumHeight(notice_->fontMetrics().lineSpacing() * 3);
-    notice_->setAlignment(Qt::AlignTop | Qt::AlignLeft);
-    layout->addWidget(items_);
+    layout->addLayout(line(items_, left_));
     layout->addWidget(bar_);
-    layout->addWidget(bytes_);
+    layout->addLayout(line(bytes_, speed_));
     layout->addWidget(name_);
+    layout->addSpacing(8);
+    resumed_ = theme::roomFor(1, theme::text("", TextStyle::quiet));
+    skipped_ = new WarningLine("");
+    auto kept = skipped_->sizePolicy();
+    kept.setRetainSizeWhenHidden(true);
+    skipped_->setSizePolicy(kept);
+    notice_ = theme::roomFor(6, theme::text("", TextStyle::body));
     layout->addWidget(resumed_);
     layout->addWidget(skipped_);
     layout->addSpacing(8);
@@ -227,57 +281,98 @@ QWidget* ExportSheet::outcome()
     layout->setContentsMargins(0, 0, 0, 0);
     layout->setSpacing(10);
     auto* head = new QHBoxLayout;
-    outcomeSymbol_ = new QLabel;
+    head->setSpacing(12);
     outcomeTitle_ = theme::text("", TextStyle::title);
+    outcomeSymbol_ = new SymbolLabel("", outcomeTitle_->fontMetrics().height());
     head->addWidget(outcomeSymbol_, 0, Qt::AlignTop);
     head->addWidget(outcomeTitle_, 1);
     layout->addLayout(head);
     outcomeMessage_ = theme::text("", TextStyle::body);
     layout->addWidget(outcomeMessage_);
     eject_ = theme::text(
-        "If you saved to an external disk, eject it in Finder before you unplug it.", TextStyle::quiet);
+        "If you saved to an external disk, eject it in Finder before you unplug it.", TextStyle::body);
     layout->addWidget(eject_);
+    outcomeFolder_ = new ElidedLabel("", ElidedLabel::Kind::quiet);
+    layout->addWidget(outcomeFolder_);
+    auto* look = new QHBoxLayout;
+    showFolder_ = new QPushButton("Show Folder");
+    connect(showFolder_, &QPushButton::clicked, this, [this] { open(*app_.exportOutcome()->folder); });
+    showReport_ = new QPushButton("Open Report");
+    connect(showReport_, &QPushButton::clicked, this, [this] { open(*app_.exportOutcome()->reportCSV); });
+    look->addWidget(showFolder_);
+    look->addWidget(showReport_);
+    look->addStretch();
+    layout->addLayout(look);
+    cannotOpen_ = new WarningLine("");
+    layout->addWidget(cannotOpen_);
+    layout->addSpacing(8);
     outcomeNotes_ = new QVBoxLayout;
+    outcomeNotes_->setSpacing(8);
     layout->addLayout(outcomeNotes_);
     layout->addStretch();
 
     auto* buttons = new QHBoxLayout;
-    showFolder_ = new QPushButton("Show Folder");
-    connect(
-        showFolder_, &QPushButton::clicked, this, [this] { openInDesktop(*app_.exportOutcome()->folder); });
-    showReport_ = new QPushButton("Open Report");
-    connect(showReport_, &QPushButton::clicked, this,
-        [this] { openInDesktop(*app_.exportOutcome()->reportCSV); });
     auto* other = new QPushButton("Choose Another Folder");
     connect(other, &QPushButton::clicked, this, [this] { app_.chooseExportDestination(); });
     again_ = new QPushButton("Export Again");
     connect(again_, &QPushButton::clicked, this, [this] { app_.clearOutcome(); });
-    auto* done = new QPushButton("Done");
-    theme::makePrimary(done);
-    connect(done, &QPushButton::clicked, this, [this] {
+    done_ = new QPushButton("Done");
+    theme::makePrimary(done_);
+    connect(done_, &QPushButton::clicked, this, [this] {
         app_.closeExport();
         app_.clearOutcome();
     });
-    for (auto* button : {showFolder_, showReport_}) {
-        buttons->addWidget(button);
-    }
+    buttons->addWidget(other);
     buttons->addStretch();
-    for (auto* button : {other, again_, done}) {
-        buttons->addWidget(button);
-    }
+    buttons->addWidget(again_);
+    buttons->addWidget(done_);
     return page(content, buttons);
+}
+
+void ExportSheet::open(const DiskPath& path)
+{
+    const bool isOpen = QDesktopServices::openUrl(urlOf(path));
+    cannotOpen_->setTextOrHide(isOpen
+            ? std::nullopt
+            : std::optional("No program was found that shows it. It is here: " + path.native()));
+}
+
+/// The main button of the page that comes up has the focus, so that Return does what is meant.
+void ExportSheet::showPage(Page page)
+{
+    if (pages_->currentIndex() == page && isAncestorOf(focusWidget())) {
+        return;
+    }
+    pages_->setCurrentIndex(page);
+    switch (page) {
+    case choosing:
+        (app_.exportDestination() ? choices_.front().box : static_cast<QWidget*>(choose_))->setFocus();
+        break;
+    case saving:
+        stop_->setFocus();
+        break;
+    case ended:
+        done_->setFocus();
+        break;
+    }
+}
+
+void ExportSheet::showEvent(QShowEvent* event)
+{
+    ModelView::showEvent(event);
+    refresh();
 }
 
 void ExportSheet::refresh()
 {
     if (app_.isExporting()) {
-        pages_->setCurrentIndex(1);
+        showPage(saving);
         refreshProgress();
     } else if (app_.exportOutcome()) {
-        pages_->setCurrentIndex(2);
+        showPage(ended);
         refreshOutcome();
     } else {
-        pages_->setCurrentIndex(0);
+        showPage(choosing);
         refreshChoices();
     }
 }
@@ -298,22 +393,27 @@ void ExportSheet::refreshChoices()
             choice.row->setVisible(scanned->overview.outsideFiles > 0);
         }
     }
+    refreshDestination();
+    refreshSummary();
+    start_->setEnabled(app_.canStartExport());
+    start_->setText(app_.resumesUnfinished() ? "Continue Export" : "Export");
+}
+
+void ExportSheet::refreshDestination()
+{
     const auto folder = app_.exportDestination();
-    folder_->setText(folder
-            ? displayed(folder->has_filename() ? folder->filename().native() : folder->native())
-            : QString("No folder chosen"));
+    folder_->setText(folder ? nameOf(*folder) : QString("No folder chosen"));
     const auto& facts = app_.destinationFacts();
     const auto volume = facts ? facts->volume : std::nullopt;
-    volume_->setText(volume
-            ? displayed(volume->name.empty() ? volume->mountPoint : volume->name) + ", "
-                + shown(description(*volume))
-            : QString(folder && !app_.destinationDidNotAnswer() && !facts ? "Looking at that disk…" : ""));
-    space_->clear();
+    const bool looks = folder && !app_.destinationDidNotAnswer() && !facts;
+    volume_->setText(volume ? displayed(volume->name.empty() ? volume->mountPoint : volume->name) + " ("
+                + shown(description(*volume)) + ") — " + displayed(folder->native())
+                            : QString(looks ? "Looking at that disk…" : ""));
     std::optional<std::string> warning;
+    QString space;
     if (app_.destinationDidNotAnswer()) {
         warning = "That disk did not answer yet. A sleeping drive can take a minute: choose the folder "
-                  "again, check the "
-                  "connection, or choose another folder.";
+                  "again, check the connection, or choose another folder.";
     } else if (facts && facts->problem) {
         warning = facts->problem;
     } else if (volume && app_.exportPlan()) {
@@ -321,38 +421,57 @@ void ExportSheet::refreshChoices()
         if (note.isWarning) {
             warning = note.text;
         } else {
-            space_->setText(shown(note.text));
+            space = shown(note.text);
         }
     }
-    space_->setVisible(!space_->text().isEmpty());
+    const bool knowsRoom = volume && app_.exportPlan() && !facts->problem;
+    room_->setVisible(knowsRoom);
+    if (knowsRoom) {
+        room_->show(app_.neededBytesThere(), volume->freeBytes);
+    }
+    space_->setText(space);
+    space_->setVisible(!warning);
     warning_->setTextOrHide(warning);
     fat_->setVisible(volume && volume->fileSystem == VolumeInfo::FileSystem::fat);
-    unfinished_->setVisible(app_.unfinishedNote().has_value());
-    unfinished_->setText(displayed(app_.unfinishedNote().value_or("")));
-    summary_->setText(app_.isPlanning() || !app_.exportPlan()
-            ? QString("Working out what this export holds…")
-            : shown(texts::planSummary(app_.planSummary())));
-    start_->setEnabled(app_.canStartExport());
-    start_->setText(app_.resumesUnfinished() ? "Continue Export" : "Export");
+    unfinished_->setTextOrHide(app_.unfinishedNote());
+}
+
+void ExportSheet::refreshSummary()
+{
+    if (app_.isPlanning() || !app_.exportPlan()) {
+        if (!planningShows_.isActive() && summaryTitle_->text() != "Working out the export") {
+            planningShows_.start();
+        }
+        return;
+    }
+    planningShows_.stop();
+    summaryTitle_->setText("This export");
+    summary_->setText(shown(texts::planSummary(app_.planSummary())));
 }
 
 void ExportSheet::refreshProgress()
 {
     const auto& progress = app_.exportProgress();
+    const bool goesOn = !app_.isStoppingExport() && app_.exportWait() == DiskWait::none;
+    target_->setText(app_.exportDestination() ? displayed(app_.exportDestination()->native()) : QString());
     items_->setText(count(progress.itemsDone) + " of " + count(progress.itemsTotal) + " items");
+    left_->setText(goesOn ? shown(texts::timeLeft(app_.exportPace())) : QString());
     bytes_->setText(shown(byteSize(progress.bytesDone)) + " of " + shown(byteSize(progress.bytesTotal)));
-    const double part = progress.bytesTotal > 0
-        ? static_cast<double>(progress.bytesDone) / static_cast<double>(progress.bytesTotal)
-        : 0;
-    bar_->setValue(std::clamp(static_cast<int>(part * 1000), 0, 1000));
+    speed_->setText(goesOn ? shown(texts::speed(app_.exportPace())) : QString());
+    // An export without a byte to copy is a matter of items alone.
+    const bool byBytes = progress.bytesTotal > 0;
+    bar_->showPart(byBytes ? progress.bytesDone : progress.itemsDone,
+        byBytes ? progress.bytesTotal : std::max<std::int64_t>(progress.itemsTotal, 1));
+    bar_->setAccessibleDescription(items_->text() + ", " + bytes_->text());
     name_->setText(displayed(progress.currentName));
     resumed_->setText(shown(texts::resumedLine(progress).value_or("")));
-    skipped_->setText(shown(texts::skippedLine(progress).value_or("")));
+    skipped_->setTextOrHide(texts::skippedLine(progress));
+    const auto wait = shown(texts::exportWait(app_.exportWait()));
     notice_->setText(app_.isStoppingExport()
-            ? QString("Stopping keeps what is saved. The folder stays marked as not finished. To continue "
-                      "later, run the "
-                      "export again and choose the place you chose before, not the \"(incomplete)\" folder.")
-            : shown(texts::exportWait(app_.exportWait())));
+            ? "Stopping keeps what is saved. The folder stays marked as not finished. To continue later, run "
+              "the export again and choose the place you chose before, not the \"(incomplete)\" folder."
+                + (wait.isEmpty() ? wait : "\n\n" + wait)
+            : wait);
     stop_->setText(app_.isStoppingExport() ? "Stopping…" : "Stop");
     stop_->setEnabled(!app_.isStoppingExport());
 }
@@ -360,31 +479,37 @@ void ExportSheet::refreshProgress()
 void ExportSheet::refreshOutcome()
 {
     const auto outcome = app_.exportOutcome();
-    showFolder_->setVisible(outcome->folder && app_.outcomeFolderIsThere());
-    showReport_->setVisible(outcome->reportCSV && app_.outcomeFolderIsThere());
+    const bool isThere = app_.outcomeFolderIsThere();
+    showFolder_->setVisible(outcome->folder && isThere);
+    showReport_->setVisible(outcome->reportCSV && isThere);
     if (shownOutcome_ == outcome) {
         return;
     }
     shownOutcome_ = outcome;
     const bool finished = outcome->isFinished();
+    const bool whole = finished && !outcome->sourceLimit;
     again_->setVisible(!finished);
-    outcomeSymbol_->setPixmap(
-        theme::symbol(finished ? "checkmark.circle.fill" : "exclamationmark.triangle.fill",
-            outcomeTitle_->fontMetrics().height(),
-            theme::colour(finished ? theme::Meaning::good : theme::Meaning::attention, palette()),
-            devicePixelRatioF()));
+    outcomeSymbol_->show(whole ? "checkmark.circle.fill" : "exclamationmark.triangle.fill",
+        whole ? theme::Meaning::good : theme::Meaning::attention, whole ? "Done" : "Warning");
     outcomeTitle_->setText(shown(title(*outcome)));
     outcomeMessage_->setText(displayed(message(*outcome)));
     eject_->setVisible(finished);
+    outcomeFolder_->setText(outcome->folder ? displayed(outcome->folder->native()) : QString());
+    outcomeFolder_->setVisible(outcome->folder.has_value());
+    cannotOpen_->hide();
+    showNotes(outcome->notes);
+}
+
+void ExportSheet::showNotes(const std::vector<std::string>& notes)
+{
     clearLayout(*outcomeNotes_);
-    for (std::size_t i = 0; i < std::min(mostNotes, outcome->notes.size()); ++i) {
-        outcomeNotes_->addWidget(theme::text(displayed(outcome->notes[i]), TextStyle::quiet));
+    for (std::size_t i = 0; i < std::min(mostNotes, notes.size()); ++i) {
+        outcomeNotes_->addWidget(new WarningLine(displayed(notes[i]), WarningLine::Kind::note));
     }
-    if (outcome->notes.size() > mostNotes) {
-        outcomeNotes_->addWidget(
-            theme::text(count(static_cast<std::int64_t>(outcome->notes.size() - mostNotes))
-                    + " more. The report lists them all.",
-                TextStyle::quiet));
+    if (notes.size() > mostNotes) {
+        outcomeNotes_->addWidget(theme::text(
+            count(static_cast<std::int64_t>(notes.size() - mostNotes)) + " more. The report lists them all.",
+            TextStyle::quiet));
     }
 }
 

@@ -1,5 +1,6 @@
 #include "app/ModelView.h"
 
+#include "app/SymbolLabel.h"
 #include "app/Theme.h"
 #include "base/Text.h"
 
@@ -16,17 +17,16 @@ QString shown(std::string_view text)
 
 QString displayed(std::string_view bytes) { return shown(displayText(bytes)); }
 
-WarningLine::WarningLine(const QString& text, QWidget* parent)
+WarningLine::WarningLine(const QString& text, Kind kind, QWidget* parent)
     : QWidget(parent)
     , text_(theme::text(text, theme::TextStyle::body))
 {
     auto* layout = new QHBoxLayout(this);
     layout->setContentsMargins(0, 0, 0, 0);
-    auto* symbol = new QLabel;
-    const int size = fontMetrics().height() + 2;
-    symbol->setPixmap(theme::symbol("exclamationmark.triangle.fill", size,
-        theme::colour(theme::Meaning::attention, palette()), devicePixelRatioF()));
-    symbol->setAccessibleName("Warning");
+    const bool warns = kind == Kind::warning;
+    auto* symbol = new SymbolLabel(warns ? "exclamationmark.triangle.fill" : "info.circle",
+        fontMetrics().height() + 2, warns ? theme::Meaning::attention : theme::Meaning::unknown);
+    symbol->setAccessibleName(warns ? "Warning" : "Note");
     layout->addWidget(symbol, 0, Qt::AlignTop);
     layout->addWidget(text_, 1);
 }

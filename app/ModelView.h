@@ -59,10 +59,12 @@ private:
     std::vector<std::unique_ptr<QPropertyNotifier>> notifiers_{};
 };
 
-/// One line with the warning symbol and a text, and maybe a button behind it.
+/// One line with the warning symbol (or that of a mere note) and a text, and maybe a button behind it.
 class WarningLine final : public QWidget {
 public:
-    explicit WarningLine(const QString& text, QWidget* parent = nullptr);
+    enum class Kind { warning, note };
+
+    explicit WarningLine(const QString& text, Kind kind = Kind::warning, QWidget* parent = nullptr);
     void setText(const QString& text);
     /// Shows the text, or takes no room without one.
     void setTextOrHide(const std::optional<std::string>& text);

@@ -5,6 +5,8 @@
 #include "app/Theme.h"
 #include "base/Text.h"
 
+#include <algorithm>
+
 #include <QtWidgets/qboxlayout.h>
 #include <QtWidgets/qgridlayout.h>
 #include <QtWidgets/qlabel.h>
@@ -18,19 +20,7 @@ using theme::TextStyle;
 namespace {
 
 constexpr std::size_t mostNotes = 5;
-
-QWidget* bigNumber(const QString& number, const QString& what)
-{
-    auto* widget = new QWidget;
-    auto* layout = new QVBoxLayout(widget);
-    layout->setContentsMargins(0, 0, 0, 0);
-    layout->setSpacing(0);
-    auto* value = theme::text(number, TextStyle::number);
-    value->setWordWrap(false);
-    layout->addWidget(value);
-    layout->addWidget(theme::text(what, TextStyle::quiet));
-    return widget;
-}
+constexpr std::size_t allNotes = 500; // of a library that has more, nobody reads them here
 
 } // namespace
 
@@ -56,8 +46,7 @@ OverviewTab::OverviewTab(AppModel& app, QWidget* parent)
     layout->addWidget(theme::text("Originals", TextStyle::heading));
     bar_ = new OriginalsBar;
     layout->addWidget(bar_);
-    legend_ = new QVBoxLayout;
-    legend_->setSpacing(2);
+    legend_ = new FlowLayout(4, 0);
     layout->addLayout(legend_);
     layout->addSpacing(8);
     yearsTitle_ = theme::text("Items per year", TextStyle::heading);
@@ -66,9 +55,12 @@ OverviewTab::OverviewTab(AppModel& app, QWidget* parent)
     layout->addWidget(years_);
     layout->addSpacing(8);
     rows_ = new QGridLayout;
-    rows_->setHorizontalSpacing(24);
+    rows_->setHorizontalSpacing(12);
     rows_->setVerticalSpacing(4);
+    rows_->setColumnStretch(0, 4);
     rows_->setColumnStretch(1, 1);
+    rows_->setColumnStretch(2, 4);
+    rows_->setColumnStretch(3, 1);
     layout->addLayout(rows_);
     notes_ = new QVBoxLayout;
     notes_->setSpacing(8);
@@ -91,30 +83,40 @@ void OverviewTab::refresh()
     }
     shown_ = scanned;
     const auto& overview = scanned->overview;
+    showNumbers(overview);
+    bar_->show(overview);
+    showLegend(overview);
+    years_->show(overview);
+    years_->setVisible(!overview.years.empty());
+    yearsTitle_->setVisible(!overview.years.empty());
+    showRows(overview);
+    showNotes(mostNotes);
+    const auto advice = adviceFor(scanned->result->snapshot.damage);
+    adviceTitle_->setVisible(advice.has_value());
+    advice_->setVisible(advice.has_value());
+    advice_->setText(shown(advice.value_or("")));
+}
+
+void OverviewTab::showNumbers(const LibraryOverview& overview)
+{
     clearLayout(*numbers_);
     const auto number = [this](std::int64_t count, const char* what) {
-        numbers_->addWidget(bigNumber(shown(grouped(count)), what), 1);
+        numbers_->addWidget(theme::bigNumber(shown(grouped(count)), what), 1);
     };
     number(overview.photos, "photos");
     number(overview.videos, "videos");
     number(overview.albums, "albums");
     number(overview.people, "People");
-    numbers_->addWidget(bigNumber(shown(byteSize(overview.bytesPresent)), "present"), 1);
+    numbers_->addWidget(theme::bigNumber(shown(byteSize(overview.bytesPresent)), "present"), 1);
+}
 
-    bar_->show(overview);
+/// What the colours of the bar mean, each with its number; a click lists these items.
+void OverviewTab::showLegend(const LibraryOverview& overview)
+{
     clearLayout(*legend_);
-    QHBoxLayout* line = nullptr;
-    int inLine = 0;
     for (std::size_t i = 0; i < overview.originals.size(); ++i) {
         if (overview.originals[i] == 0) {
             continue;
-        }
-        if (!line || inLine == 5) {
-            line = new QHBoxLayout;
-            line->setSpacing(16);
-            line->addStretch();
-            legend_->addLayout(line);
-            inLine = 0;
         }
         const auto kind = static_cast<OriginalClass>(i);
         auto* entry = new QPushButton(
@@ -123,44 +125,53 @@ void OverviewTab::refresh()
         entry->setIcon(theme::symbol(symbolOf(kind), fontMetrics().height(),
             theme::colour(meaningOf(kind), palette()), devicePixelRatioF()));
         if (kind == OriginalClass::present) {
+            entry->setToolTip("Show the albums");
             connect(entry, &QPushButton::clicked, this, [this] { app_.setTab(ResultTab::albums); });
         } else {
+            entry->setToolTip("List these items");
             connect(entry, &QPushButton::clicked, this, [this, kind] { app_.showLimited(kind); });
         }
-        line->insertWidget(inLine++, entry);
+        legend_->addWidget(entry);
     }
-    years_->show(overview);
-    years_->setVisible(!overview.years.empty());
-    yearsTitle_->setVisible(!overview.years.empty());
+}
 
+void OverviewTab::showRows(const LibraryOverview& overview)
+{
     clearLayout(*rows_);
-    int row = 0;
-    for (const auto& [label, value] : overview.rows) {
-        auto* text = theme::text(shown(label), TextStyle::body);
-        text->setWordWrap(false);
-        rows_->addWidget(text, row, 0);
-        rows_->addWidget(theme::text(shown(value), TextStyle::body), row++, 1);
+    // In two columns, read downwards.
+    const int inColumn = static_cast<int>(overview.rows.size() + 1) / 2;
+    for (int i = 0; i < static_cast<int>(overview.rows.size()); ++i) {
+        const auto& [label, value] = overview.rows[static_cast<std::size_t>(i)];
+        const int column = 2 * (i / inColumn);
+        rows_->addWidget(theme::text(shown(label), TextStyle::body), i % inColumn, column);
+        auto* number = theme::text(shown(value), TextStyle::body);
+        number->setAlignment(Qt::AlignRight | Qt::AlignTop);
+        rows_->addWidget(number, i % inColumn, column + 1);
     }
+}
+
+void OverviewTab::showNotes(std::size_t most)
+{
     clearLayout(*notes_);
-    for (std::size_t i = 0; i < std::min(mostNotes, overview.notes.size()); ++i) {
-        notes_->addWidget(new WarningLine(displayed(overview.notes[i])));
+    const auto& overview = shown_->overview;
+    for (std::size_t i = 0; i < std::min(most, overview.notes.size()); ++i) {
+        notes_->addWidget(new WarningLine(displayed(overview.notes[i]),
+            i < overview.damageNotes ? WarningLine::Kind::warning : WarningLine::Kind::note));
     }
-    if (overview.notes.size() > mostNotes) {
-        auto* more = new QPushButton(
-            "And " + shown(grouped(static_cast<std::int64_t>(overview.notes.size() - mostNotes))) + " more.");
-        more->setFlat(true);
-        connect(more, &QPushButton::clicked, this, [this, more, scanned] {
-            more->hide();
-            for (std::size_t i = mostNotes; i < scanned->overview.notes.size() && i < 500; ++i) {
-                notes_->addWidget(new WarningLine(displayed(scanned->overview.notes[i])));
-            }
-        });
-        notes_->addWidget(more, 0, Qt::AlignLeft);
+    if (overview.notes.size() <= most) {
+        return;
     }
-    const auto advice = adviceFor(scanned->result->snapshot.damage);
-    adviceTitle_->setVisible(advice.has_value());
-    advice_->setVisible(advice.has_value());
-    advice_->setText(shown(advice.value_or("")));
+    const QString rest =
+        "And " + shown(grouped(static_cast<std::int64_t>(overview.notes.size() - most))) + " more.";
+    if (most >= allNotes) {
+        notes_->addWidget(theme::text(rest, TextStyle::quiet));
+        return;
+    }
+    auto* more = new QPushButton(rest);
+    more->setFlat(true);
+    more->setToolTip("Show all of them");
+    connect(more, &QPushButton::clicked, this, [this] { showNotes(allNotes); });
+    notes_->addWidget(more, 0, Qt::AlignLeft);
 }
 
 } // namespace vantorel

@@ -9,6 +9,7 @@ class QVBoxLayout;
 
 namespace vantorel {
 
+class FlowLayout;
 class OriginalsBar;
 class YearsChart;
 
@@ -21,9 +22,14 @@ protected:
     void refresh() override;
 
 private:
+    void showNumbers(const LibraryOverview& overview);
+    void showLegend(const LibraryOverview& overview);
+    void showRows(const LibraryOverview& overview);
+    void showNotes(std::size_t most);
+
     QHBoxLayout* numbers_;
     OriginalsBar* bar_;
-    QVBoxLayout* legend_;
+    FlowLayout* legend_;
     YearsChart* years_;
     QLabel* yearsTitle_;
     QGridLayout* rows_;

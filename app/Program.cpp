@@ -81,6 +81,7 @@ int runApplication(int argc, char** argv)
     QApplication::setOrganizationDomain("vantorel.example");
     QApplication::setApplicationVersion(
         QString::fromUtf8(product::version().data(), static_cast<qsizetype>(product::version().size())));
+    theme::apply(application);
     QApplication::setWindowIcon(QIcon(":/icons/vantorel.svg"));
     QApplication::setQuitOnLastWindowClosed(false);
 

@@ -8,8 +8,10 @@
 #include "app/Theme.h"
 
 #include <QtGui/qshortcut.h>
+#include <QtWidgets/qapplication.h>
 #include <QtWidgets/qboxlayout.h>
 #include <QtWidgets/qlabel.h>
+#include <QtWidgets/qlineedit.h>
 #include <QtWidgets/qpushbutton.h>
 #include <QtWidgets/qtabwidget.h>
 
@@ -28,6 +30,7 @@ ResultsView::ResultsView(AppModel& app, QWidget* parent)
     back->setAccessibleName("Back to Libraries");
     back->setToolTip("Back to Libraries");
     connect(back, &QPushButton::clicked, this, [this] { app_.showSources(); });
+    back->setFixedWidth(back->sizeHint().height() + 8);
     head->addWidget(back);
     auto* names = new QVBoxLayout;
     names->setSpacing(0);
@@ -72,8 +75,20 @@ ResultsView::ResultsView(AppModel& app, QWidget* parent)
     }
     shortcut(QKeySequence(Qt::CTRL | Qt::Key_E), [this] { app_.openExport(); });
     shortcut(QKeySequence(Qt::CTRL | Qt::Key_BracketLeft), [this] { app_.showSources(); });
+    shortcut(QKeySequence(Qt::Key_Escape), [this] { goBack(); });
     shortcut(QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_R), [again] { again->click(); });
     watch(app_.scanned, app_.scannedLibrary, app_.tab, app_.isExporting);
+}
+
+/// Escape first leaves what was typed into a filter.
+void ResultsView::goBack()
+{
+    if (auto* field = qobject_cast<QLineEdit*>(QApplication::focusWidget());
+        field != nullptr && !field->text().isEmpty()) {
+        field->clear();
+    } else {
+        app_.showSources();
+    }
 }
 
 void ResultsView::refresh()

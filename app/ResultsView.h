@@ -23,6 +23,8 @@ protected:
     void refresh() override;
 
 private:
+    void goBack();
+
     ElidedLabel* name_;
     QLabel* format_;
     WarningLine* warning_;

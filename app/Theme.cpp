@@ -1,6 +1,7 @@
 #include "app/Theme.h"
 
 #include <array>
+#include <memory>
 #include <utility>
 
 #include <QtCore/qcoreevent.h>
@@ -8,8 +9,11 @@
 #include <QtGui/qpixmapcache.h>
 #include <QtSvg/qsvgrenderer.h>
 #include <QtWidgets/qapplication.h>
+#include <QtWidgets/qboxlayout.h>
 #include <QtWidgets/qlabel.h>
 #include <QtWidgets/qpushbutton.h>
+#include <QtWidgets/qstyle.h>
+#include <QtWidgets/qstylefactory.h>
 
 namespace vantorel::theme {
 
@@ -28,10 +32,8 @@ public:
 
     void setQuiet()
     {
-        const auto base = QApplication::palette();
         auto own = palette();
-        own.setColor(QPalette::WindowText,
-            mixed(base.color(QPalette::WindowText), base.color(QPalette::Window), 0.72));
+        own.setColor(QPalette::WindowText, quietColour(QApplication::palette()));
         isSetting_ = true;
         setPalette(own);
         isSetting_ = false;
@@ -108,14 +110,9 @@ QIcon symbolIcon(const QString& name, const QPalette& palette)
     return icon;
 }
 
-QLabel* text(const QString& content, TextStyle style, QWidget* parent)
+QFont font(TextStyle style, const QFont& base)
 {
-    auto* label = style == TextStyle::quiet ? new QuietLabel(parent) : new QLabel(parent);
-    label->setTextFormat(Qt::PlainText);
-    label->setText(content);
-    label->setWordWrap(true);
-    label->setTextInteractionFlags(Qt::TextSelectableByMouse);
-    auto font = label->font();
+    auto font = base;
     const auto scaled = [&](double factor, QFont::Weight weight) {
         font.setPointSizeF(font.pointSizeF() * factor);
         font.setWeight(weight);
@@ -134,10 +131,47 @@ QLabel* text(const QString& content, TextStyle style, QWidget* parent)
         break;
     case TextStyle::quiet:
         scaled(0.92, QFont::Normal);
-        static_cast<QuietLabel*>(label)->setQuiet();
         break;
     }
-    label->setFont(font);
+    return font;
+}
+
+QColor quietColour(const QPalette& palette)
+{
+    return mixed(palette.color(QPalette::WindowText), palette.color(QPalette::Window), 0.72);
+}
+
+QLabel* text(const QString& content, TextStyle style, QWidget* parent)
+{
+    auto* label = style == TextStyle::quiet ? new QuietLabel(parent) : new QLabel(parent);
+    label->setTextFormat(Qt::PlainText);
+    label->setText(content);
+    label->setWordWrap(true);
+    label->setTextInteractionFlags(Qt::TextSelectableByMouse);
+    label->setFont(font(style, label->font()));
+    if (style == TextStyle::quiet) {
+        static_cast<QuietLabel*>(label)->setQuiet();
+    }
+    return label;
+}
+
+QWidget* bigNumber(const QString& number, const QString& what)
+{
+    auto* widget = new QWidget;
+    auto* layout = new QVBoxLayout(widget);
+    layout->setContentsMargins(0, 0, 0, 0);
+    layout->setSpacing(0);
+    auto* value = text(number, TextStyle::number);
+    value->setWordWrap(false);
+    layout->addWidget(value);
+    layout->addWidget(text(what, TextStyle::quiet));
+    return widget;
+}
+
+QLabel* roomFor(int lines, QLabel* label)
+{
+    label->setMinimumHeight(label->fontMetrics().lineSpacing() * lines + 2);
+    label->setAlignment(Qt::AlignTop | Qt::AlignLeft);
     return label;
 }
 
@@ -180,6 +214,69 @@ QPalette palette(bool dark)
         colours.setColor(QPalette::Disabled, role, QColor(QLatin1String(dark ? "#7b8086" : "#8d9194")));
     }
     return colours;
+}
+
+namespace {
+
+/// Flat, with the measures of the rest; every colour comes from the palette.
+constexpr const char* styleSheet = R"(
+QPushButton { background: palette(button); color: palette(button-text); border: 1px solid palette(mid);
+  border-radius: 6px; padding: 5px 14px; }
+QPushButton:hover { background: palette(midlight); }
+QPushButton:pressed { background: palette(mid); }
+QPushButton:disabled { color: palette(mid); border-color: palette(midlight); }
+QPushButton:focus { border-color: palette(highlight); }
+QPushButton:flat { background: transparent; border-color: transparent; padding: 3px 6px; }
+QPushButton:flat:hover { background: palette(midlight); }
+QPushButton:flat:focus { border-color: palette(highlight); }
+QToolButton { border: 1px solid transparent; border-radius: 6px; padding: 3px 6px; }
+QToolButton:hover { background: palette(midlight); }
+QToolButton:checked { background: transparent; }
+QToolButton:focus { border-color: palette(highlight); }
+QTabBar { font-weight: 500; }
+QTabBar::tab { background: transparent; border: none; border-bottom: 2px solid transparent;
+  padding: 7px 4px; margin-right: 20px; }
+QTabBar::tab:selected { border-bottom-color: palette(highlight); }
+QTabBar::tab:!selected { color: palette(placeholder-text); }
+QTabBar::tab:hover { border-bottom-color: palette(mid); }
+QTabBar::tab:selected:hover { border-bottom-color: palette(highlight); }
+QLineEdit { background: palette(base); border: 1px solid palette(mid); border-radius: 6px; padding: 4px 8px; }
+QLineEdit:focus { border-color: palette(highlight); }
+QHeaderView::section { background: palette(window); border: none; border-bottom: 1px solid palette(midlight);
+  padding: 5px 8px; }
+QToolTip { background: palette(tool-tip-base); color: palette(tool-tip-text); border: 1px solid palette(mid);
+  padding: 4px; }
+QScrollBar:vertical { background: transparent; width: 12px; margin: 0; }
+QScrollBar:horizontal { background: transparent; height: 12px; margin: 0; }
+QScrollBar::handle { background: palette(mid); border-radius: 4px; margin: 2px; min-height: 32px;
+  min-width: 32px; }
+QScrollBar::handle:hover { background: palette(dark); }
+QScrollBar::add-line, QScrollBar::sub-line { width: 0; height: 0; }
+QScrollBar::add-page, QScrollBar::sub-page { background: transparent; }
+)";
+
+/// Whether the desktop has told colours: else the style's own are there.
+bool desktopToldColours()
+{
+    const std::unique_ptr<QStyle> style(QStyleFactory::create(QApplication::style()->objectName()));
+    return style && QApplication::palette() != style->standardPalette();
+}
+
+} // namespace
+
+void apply(QApplication& application)
+{
+#ifdef Q_OS_MACOS
+    Q_UNUSED(application); // the system's own look, which follows its appearance
+#else
+    const auto wanted = qEnvironmentVariable("VANTOREL_APPEARANCE");
+    const bool isTold = wanted.isEmpty() && desktopToldColours();
+    QApplication::setStyle("fusion");
+    if (!isTold) {
+        QApplication::setPalette(palette(wanted == "dark"));
+    }
+    application.setStyleSheet(styleSheet);
+#endif
 }
 
 } // namespace vantorel::theme

@@ -3,6 +3,7 @@
 #include "app/model/AppServices.h"
 #include "app/model/DiskWaitNotice.h"
 #include "app/model/Mailbox.h"
+#include "app/model/Pace.h"
 #include "app/model/Published.h"
 #include "app/model/ScannedLibrary.h"
 
@@ -12,6 +13,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include <QtCore/qobject.h>
 
@@ -52,7 +54,9 @@ public:
     Property<std::shared_ptr<const FindResult>> found{std::make_shared<const FindResult>()};
     Property<bool> isFinding{false};
     Property<std::string> scanTitle{};
-    Property<ScanProgress> scanProgress{}; ///< At most some twenty times a second.
+    Property<ScanProgress> scanProgress{};         ///< At most some twenty times a second.
+    Property<std::vector<ScanStage>> scanStages{}; ///< Those that the scan has come to, each once.
+    Property<Pace::Reading> scanPace{};
     Property<DiskWait> scanWait{DiskWait::none};
     Property<std::optional<std::string>> scanError{};
     Property<std::shared_ptr<const ScannedLibrary>> scanned{}; ///< The finished scan, or none.
@@ -76,6 +80,7 @@ public:
     Property<bool> isExporting{false};
     Property<bool> isStoppingExport{false};
     Property<ExportProgress> exportProgress{};
+    Property<Pace::Reading> exportPace{}; ///< In bytes.
     Property<DiskWait> exportWait{DiskWait::none};
     Property<std::shared_ptr<const ExportOutcome>> exportOutcome{};
     Property<bool> outcomeFolderIsThere{false};
@@ -158,6 +163,7 @@ private:
     void readSavedOptions();
     static ReadEnd scanInBackground(const CoreWork& core, const DiskPath& library,
         const SharedCancelToken& token, const ScanProgressCallback& progress);
+    std::function<void(const ScanProgress&)> scanProgressOf(const SharedCancelToken& token);
     void applyScan(const ScanEnd& end);
     void endScan();
     void dropComparison();
@@ -189,6 +195,8 @@ private:
     std::optional<DiskPath> adoptedChoicesFrom_{};
     std::function<void()> quitAfterExport_{};
 
+    Pace scanSpeed_{};
+    Pace exportSpeed_{};
     DiskWaitNotice scanNotice_;
     DiskWaitNotice compareNotice_;
     DiskWaitNotice exportNotice_;

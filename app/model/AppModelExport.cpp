@@ -1,6 +1,7 @@
 #include "app/model/AppModel.h"
 
 #include "app/model/AppModelWork.h"
+#include "app/model/MainTimers.h"
 #include "app/model/SavedOptions.h"
 #include "base/Text.h"
 
@@ -238,6 +239,7 @@ std::function<void(const ExportProgress&)> AppModel::exportProgressOf(const Shar
     return throttled<ExportProgress>([this, token](const ExportProgress& value) {
         if (exportToken_ == token) {
             exportProgress.set(value);
+            exportPace.set(exportSpeed_.update(value.bytesDone, value.bytesTotal, services_.timers->now()));
             exportNotice_.update(value.waitingForDisk);
         }
     });
@@ -258,6 +260,8 @@ void AppModel::startExport()
     exportToken_ = token;
     exportProgress.set(
         {.itemsTotal = static_cast<std::int64_t>(plan->items.size()), .bytesTotal = planSummary().bytes});
+    exportPace.set({});
+    exportSpeed_.restart();
     isStoppingExport.set(false);
     exportOutcome.set(nullptr);
     isExporting.set(true);

@@ -1,7 +1,10 @@
 #include "app/model/AppModel.h"
 
 #include "app/model/AppModelWork.h"
+#include "app/model/MainTimers.h"
 #include "base/Text.h"
+
+#include <atomic>
 
 #include <QtCore/qpointer.h>
 
@@ -121,6 +124,9 @@ void AppModel::scan(const FoundLibrary& library)
     scannedLibrary.set(library);
     scanTitle.set("Scanning " + library.name);
     scanProgress.set({});
+    scanStages.set({});
+    scanPace.set({});
+    scanSpeed_.restart();
     scanError.set(std::nullopt);
     isStoppingScan.set(false);
     stopIsSlow.set(false);
@@ -131,14 +137,8 @@ void AppModel::scan(const FoundLibrary& library)
 
     const auto token = std::make_shared<CancelToken>();
     scanToken_ = token;
-    const auto progress = throttled<ScanProgress>([this, token](const ScanProgress& value) {
-        if (scanToken_ == token) {
-            scanProgress.set(value);
-            scanNotice_.update(value.waitingForDisk);
-        }
-    });
     inBackground<ScanEnd>(
-        [core = services_.core, path = library.url, token, progress] {
+        [core = services_.core, path = library.url, token, progress = scanProgressOf(token)] {
             const auto end = scanInBackground(core, path, token, progress);
             if (!end) {
                 return ScanEnd(std::unexpected(end.error()));
@@ -151,6 +151,36 @@ void AppModel::scan(const FoundLibrary& library)
             }
         },
         std::unexpected(std::string(noRoomToWork)));
+}
+
+/// Stages are noted as they come, on the scan's own thread: of values that follow each other quickly, only
+/// the newest reaches this one.
+std::function<void(const ScanProgress&)> AppModel::scanProgressOf(const SharedCancelToken& token)
+{
+    const auto seen = std::make_shared<std::atomic<unsigned>>(0);
+    const auto bit = [](ScanStage stage) { return 1U << static_cast<unsigned>(stage); };
+    auto apply = throttled<ScanProgress>([this, token, seen, bit](const ScanProgress& value) {
+        if (scanToken_ != token) {
+            return;
+        }
+        std::vector<ScanStage> stages;
+        for (const auto& [stage, name] : scanStageNames) {
+            if ((seen->load() & bit(stage)) != 0) {
+                stages.push_back(stage);
+            }
+        }
+        if (value.stage != scanProgress().stage) {
+            scanSpeed_.restart();
+        }
+        scanStages.set(std::move(stages));
+        scanProgress.set(value);
+        scanPace.set(scanSpeed_.update(value.done, value.total, services_.timers->now()));
+        scanNotice_.update(value.waitingForDisk);
+    });
+    return [seen, bit, apply = std::move(apply)](const ScanProgress& value) {
+        seen->fetch_or(bit(value.stage));
+        apply(value);
+    };
 }
 
 /// The running scan is over for the model, whether it ended, was replaced or was given up.

@@ -35,9 +35,9 @@ std::int64_t bytesOf(const ResolvedFile& file)
     return bytes;
 }
 
-std::vector<std::string> notesOf(const LibrarySnapshot& snapshot)
+void addNotes(LibraryOverview& overview, const LibrarySnapshot& snapshot)
 {
-    std::vector<std::string> notes;
+    auto& notes = overview.notes;
     const auto add = [&](const std::string& note) {
         if (std::ranges::find(notes, note) == notes.end()) {
             notes.push_back(note);
@@ -56,10 +56,10 @@ std::vector<std::string> notesOf(const LibrarySnapshot& snapshot)
     for (const auto& loss : snapshot.damage.losses) {
         add(sentence(loss));
     }
+    overview.damageNotes = notes.size();
     for (const auto& note : snapshot.notes) {
         add(note);
     }
-    return notes;
 }
 
 struct Marks {
@@ -169,7 +169,7 @@ LibraryOverview overviewOf(const LibraryScanResult& scan)
     }
     overview.years.assign(years.begin(), years.end());
     overview.rows = rowsOf(overview, marks, snapshot.schema);
-    overview.notes = notesOf(snapshot);
+    addNotes(overview, snapshot);
     return overview;
 }
 

@@ -53,6 +53,7 @@ struct LibraryOverview {
     std::int64_t withoutYear = 0;
     std::vector<Row> rows{};
     std::vector<std::string> notes{}; ///< Damage lines first, then the notes of the scan; each once.
+    std::size_t damageNotes = 0;      ///< How many of the notes are damage lines.
     std::vector<std::int64_t>
         limitedAssets{}; ///< Keys of the items without a usable original, in stored order.
 

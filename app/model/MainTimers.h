@@ -17,6 +17,8 @@ public:
     /// Time asleep counts. What was asked for cannot be taken back: the action looks whether it is still
     /// wanted. It is not called any more once the timers are gone.
     virtual void after(Seconds delay, std::function<void()> action) = 0;
+    /// On the clock that the delays are measured on.
+    virtual Seconds now() const = 0;
 };
 
 /// Timers on the clock that goes on while the computer sleeps. Qt's own stand still meanwhile on some
@@ -25,6 +27,7 @@ class ContinuousTimers final : public MainTimers {
 public:
     explicit ContinuousTimers(std::shared_ptr<const Clock> clock);
     void after(Seconds delay, std::function<void()> action) override;
+    Seconds now() const override { return clock_->continuous(); }
     /// Does what is due now.
     void runDue();
 

@@ -2,6 +2,9 @@
 
 #include "base/Text.h"
 
+#include <algorithm>
+#include <array>
+#include <cmath>
 #include <utility>
 
 namespace vantorel::texts {
@@ -25,10 +28,77 @@ std::string_view stage(ScanStage stage)
     std::unreachable();
 }
 
+std::vector<StageLine> stageLines(const std::vector<ScanStage>& seen, ScanStage running)
+{
+    using State = StageLine::State;
+    struct Texts {
+        ScanStage stage;
+        std::string_view toCome; ///< Empty where it is no part of every scan.
+        std::string_view running;
+        std::string_view done;
+    };
+    static constexpr std::array<Texts, 5> all{{
+        {ScanStage::copyingDatabase, "Copy the database", "Copying the database", "Database copied"},
+        {ScanStage::readingDatabase, "Read the database", "Reading the database", "Database read"},
+        {ScanStage::salvaging, "", "Reading what the damaged database still holds", "Damaged database read"},
+        {ScanStage::readingJournals, "", "Reading the change journals", "Change journals read"},
+        {ScanStage::checkingFiles, "Check the files", "Checking files", "Files checked"},
+    }};
+    std::vector<StageLine> lines;
+    bool isBehind = true; // the stage that runs
+    for (const auto& texts : all) {
+        if (texts.stage == running) {
+            lines.push_back({.state = State::running, .text = texts.running});
+            isBehind = false;
+        } else if (std::ranges::find(seen, texts.stage) != seen.end()) {
+            lines.push_back({.state = State::done, .text = texts.done});
+        } else if (!isBehind && !texts.toCome.empty()) {
+            lines.push_back({.state = State::toCome, .text = texts.toCome});
+        }
+    }
+    return lines;
+}
+
 std::string scanCounts(const ScanProgress& progress)
 {
-    return progress.total > 0 ? grouped(progress.done) + " of " + grouped(progress.total) + " items"
-                              : "Working";
+    if (progress.total <= 0) {
+        return "Working";
+    }
+    if (progress.stage == ScanStage::copyingDatabase || progress.stage == ScanStage::readingJournals) {
+        return byteSize(progress.done) + " of " + byteSize(progress.total);
+    }
+    return grouped(progress.done) + " of " + grouped(progress.total) + " items";
+}
+
+std::string timeLeft(const Pace::Reading& pace)
+{
+    if (!pace.left) {
+        return "";
+    }
+    const auto rounded = [&](double unit) { return std::llround(pace.left->count() / unit); };
+    const auto about = [](std::int64_t count, const char* unit) {
+        return "about " + grouped(count) + " " + unit + " left";
+    };
+    constexpr double minute = 60;
+    constexpr double hour = 60 * minute;
+    if (rounded(1) < 8) {
+        return "a few seconds left";
+    }
+    if (rounded(1) < 55) {
+        return about(rounded(10) * 10, "seconds");
+    }
+    if (rounded(minute) < 60) {
+        return rounded(minute) == 1 ? "about a minute left" : about(rounded(minute), "minutes");
+    }
+    if (rounded(hour) < 36) {
+        return rounded(hour) <= 1 ? "about an hour left" : about(rounded(hour), "hours");
+    }
+    return "more than a day left";
+}
+
+std::string speed(const Pace::Reading& bytes)
+{
+    return bytes.perSecond > 0 ? byteSize(bytes.perSecond) + " a second" : "";
 }
 
 std::string_view scanWait(DiskWait wait)

@@ -6,14 +6,30 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 /// The sentences that the windows put together from counts and states. Functions from values to texts.
 namespace vantorel::texts {
 
 /// What the scanner is doing.
 std::string_view stage(ScanStage stage);
-/// "41,200 of 98,031 items", or "Working" without counts.
+/// The stages of a scan as a list to check off. Salvaging and reading journals are in it once they happen.
+struct StageLine {
+    enum class State { done, running, toCome };
+
+    State state = State::toCome;
+    std::string_view text{};
+
+    bool operator==(const StageLine&) const = default;
+};
+std::vector<StageLine> stageLines(const std::vector<ScanStage>& seen, ScanStage running);
+/// "41,200 of 98,031 items", or "Working" without counts. What is copied or read as a whole is counted in
+/// bytes.
 std::string scanCounts(const ScanProgress& progress);
+/// "about 20 seconds left"; empty where none is known.
+std::string timeLeft(const Pace::Reading& pace);
+/// "42 MB a second"; empty where it is not known.
+std::string speed(const Pace::Reading& bytes);
 /// While the scanner waits for a disk; empty otherwise.
 std::string_view scanWait(DiskWait wait);
 /// The same while an export waits.

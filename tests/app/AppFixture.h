@@ -17,6 +17,7 @@ namespace vantorel {
 class TestTimers final : public MainTimers {
 public:
     void after(Seconds delay, std::function<void()> action) override;
+    Seconds now() const override { return now_; }
     void pass(Seconds time);
 
 private:

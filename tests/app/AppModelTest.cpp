@@ -216,6 +216,8 @@ TEST_F(AppModelScanning, bringsTheNewestProgressNowAndThen)
     app.scan(library("Old"));
     workers->run();
     EXPECT_THAT(seen, ElementsAre(3)) << "three values, one letter";
+    EXPECT_THAT(app.scanStages(), ElementsAre(ScanStage::copyingDatabase, ScanStage::checkingFiles))
+        << "a stage that was over at once counts";
     letProgressCome();
     EXPECT_EQ(seen.size(), 1U);
 }

@@ -128,13 +128,66 @@ TEST(WindowTexts, keepSingularAndPlural)
     EXPECT_EQ(resumedLine({}), std::nullopt);
     EXPECT_EQ(
         skippedLine({.skipped = 2}), "2 items could not be saved so far. The report will name each one.");
-    EXPECT_EQ(scanCounts({.done = 41'200, .total = 98'031}), "41,200 of 98,031 items");
+    EXPECT_EQ(scanCounts({.stage = ScanStage::readingDatabase, .done = 41'200, .total = 98'031}),
+        "41,200 of 98,031 items");
+    EXPECT_EQ(scanCounts({.done = 3'400'000, .total = 96'000'000}), "3.4 MB of 96.0 MB")
+        << "bytes are copied";
     EXPECT_EQ(scanCounts({.done = 3}), "Working");
     EXPECT_EQ(spaceNote(1000, 1000), (SpaceNote{.text = "1 KB free on that disk."}));
     EXPECT_EQ(spaceNote(2000, 1000),
         (SpaceNote{
             .text = "This needs about 2 KB and that disk has 1 KB free. Choose another disk or include less.",
             .isWarning = true}));
+}
+
+TEST(WindowTexts, checkOffTheStagesThatHappen)
+{
+    using State = texts::StageLine::State;
+    using enum ScanStage;
+    const auto statesOf = [](const std::vector<ScanStage>& seen, ScanStage running) {
+        std::vector<State> states;
+        for (const auto& line : texts::stageLines(seen, running)) {
+            states.push_back(line.state);
+        }
+        return states;
+    };
+    const auto toCome = State::toCome;
+    EXPECT_THAT(statesOf({}, copyingDatabase), ElementsAre(State::running, toCome, toCome));
+    EXPECT_THAT(statesOf({copyingDatabase, readingDatabase, salvaging}, salvaging),
+        ElementsAre(State::done, State::done, State::running, toCome));
+    // Without a database it is not said that one was read.
+    EXPECT_THAT(statesOf({copyingDatabase, readingJournals, checkingFiles}, checkingFiles),
+        ElementsAre(State::done, State::done, State::running));
+}
+
+TEST(Paces, tellATimeOnlyWhenTheWorkIsSteady)
+{
+    Pace pace;
+    Pace::Reading reading;
+    const auto work = [&](int from, int to, std::int64_t perSecond, std::int64_t already = 0) {
+        for (int second = from; second <= to; ++second) {
+            reading = pace.update(already + (second - from) * perSecond, 10'000, Seconds(second));
+        }
+    };
+    work(1, 5, 100);
+    EXPECT_EQ(reading, Pace::Reading{}) << "too young";
+    work(1, 21, 100);
+    EXPECT_EQ(reading.perSecond, 100);
+    ASSERT_TRUE(reading.left);
+    EXPECT_EQ(texts::timeLeft(reading), "about a minute left");
+    work(22, 40, 0, 2000);
+    EXPECT_EQ(reading.left, std::nullopt) << "nothing has moved for long";
+    EXPECT_EQ(pace.update(5, 10'000, Seconds(50)), Pace::Reading{}) << "it began anew";
+
+    const auto left = [](double seconds) { return texts::timeLeft({.left = Seconds(seconds)}); };
+    EXPECT_EQ(texts::timeLeft({}), "");
+    EXPECT_EQ(left(2), "a few seconds left");
+    EXPECT_EQ(left(23), "about 20 seconds left");
+    EXPECT_EQ(left(58), "about a minute left");
+    EXPECT_EQ(left(150), "about 3 minutes left");
+    EXPECT_EQ(left(3590), "about an hour left");
+    EXPECT_EQ(left(5 * 3600), "about 5 hours left");
+    EXPECT_EQ(left(1e9), "more than a day left");
 }
 
 TEST(WindowTexts, sayWhatALibraryWithoutADatabaseGives)

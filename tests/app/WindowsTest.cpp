@@ -11,6 +11,7 @@
 #include <cstdlib>
 
 #include <QtCore/qsettings.h>
+#include <QtGui/qclipboard.h>
 #include <QtWidgets/qabstractbutton.h>
 #include <QtWidgets/qapplication.h>
 #include <QtWidgets/qcheckbox.h>
@@ -18,6 +19,7 @@
 #include <QtWidgets/qmessagebox.h>
 #include <QtWidgets/qpushbutton.h>
 #include <QtWidgets/qtableview.h>
+#include <QtWidgets/qtoolbutton.h>
 #include <QtWidgets/qtreeview.h>
 
 namespace vantorel {
@@ -27,7 +29,7 @@ namespace {
 /// test's.
 ///
 /// With VANTOREL_SCREENSHOTS=FOLDER in the environment every screen that a test passes is saved there as a
-/// picture; with VANTOREL_DARK and VANTOREL_SMALL in dark colours and at the least size.
+/// picture, with VANTOREL_SMALL at the least size.
 class Windows : public testing::Test {
 protected:
     Windows()
@@ -81,6 +83,14 @@ protected:
         }
     }
 
+    /// Lets the views be refreshed; the work waits.
+    static void settleViews()
+    {
+        for (int i = 0; i < 3; ++i) {
+            QApplication::processEvents();
+        }
+    }
+
     template <typename Widget = QAbstractButton>
     Widget* button(const QString& text)
     {
@@ -118,9 +128,7 @@ protected:
     void picture(const char* name)
     {
         if (const char* place = std::getenv("VANTOREL_SCREENSHOTS")) {
-            for (int i = 0; i < 3; ++i) {
-                QApplication::processEvents(); // views are refreshed; the work waits
-            }
+            settleViews();
             EXPECT_TRUE(window->grab().save(QString::fromUtf8(place) + "/" + name + ".png"));
         }
     }
@@ -162,6 +170,65 @@ TEST_F(Windows, leadFromTheFirstRunToTheLibraries)
     click("Choose a Library…");
     settle();
     EXPECT_TRUE(shows("\"Holiday\" is not a Photos library: it has no database and no originals folder."));
+}
+
+TEST_F(Windows, leaveAScanWhoseDiskDoesNotAnswer)
+{
+    open();
+    click("Scan");
+    EXPECT_TRUE(shows("Copying the database"));
+    click("Stop");
+    settleViews();
+    EXPECT_FALSE(button("Stopping…")->isEnabled());
+    timers->pass(Seconds(2.9));
+    settleViews();
+    EXPECT_FALSE(shows("Stopping waits for the disk to answer."));
+    timers->pass(Seconds(0.2));
+    settleViews();
+    EXPECT_TRUE(shows("Stopping waits for the disk to answer."));
+    picture("slow-stop");
+    timers->pass(Seconds(12));
+    settleViews();
+    EXPECT_TRUE(shows("Choose a library to scan"));
+    settle();
+    EXPECT_EQ(model->screen(), Screen::sources) << "what came late is dropped";
+}
+
+TEST_F(Windows, compareWithAnotherLibrary)
+{
+    const sample::SampleFixture today({}, 100);
+    open();
+    click("Scan");
+    settle();
+    desktop->answer = today.library();
+    model->setTab(ResultTab::compare);
+    settle();
+    click("Choose Another Library…");
+    workers->run(); // the look at what was chosen
+    settleViews();
+    click("Stop");
+    settle();
+    EXPECT_FALSE(shows("Compared with"));
+    click("Choose Another Library…");
+    settle();
+    ASSERT_NE(model->comparison(), nullptr);
+    EXPECT_TRUE(shows("Compared with Sample"));
+    EXPECT_TRUE(shows(QString::number(model->comparison()->missingAssetPKs.size())));
+    picture("compared");
+    // The first list is open, the others are folded, and each says how long it is.
+    const auto heads = window->findChildren<QToolButton*>();
+    int lists = 0;
+    for (auto* head : heads) {
+        if (head->isVisible() && head->text().contains("that differ")) {
+            EXPECT_FALSE(head->isChecked());
+            head->click();
+            ++lists;
+        }
+    }
+    EXPECT_GT(lists, 0);
+    click("Copy List");
+    EXPECT_EQ(QGuiApplication::clipboard()->text().count('\n') + 1,
+        std::ssize(model->comparison()->missingAssetPKs));
 }
 
 TEST_F(Windows, scanShowExportStopAndContinue)
@@ -214,6 +281,7 @@ TEST_F(Windows, scanShowExportStopAndContinue)
 
     click("Export");
     click("Stop");
+    settleViews();
     EXPECT_TRUE(shows("Stopping keeps what is saved."));
     EXPECT_FALSE(button("Stopping…")->isEnabled());
     picture("stopping");
@@ -271,8 +339,7 @@ int main(int argc, char** argv)
     if (!std::getenv("QT_QPA_PLATFORM")) {
         setenv("QT_QPA_PLATFORM", "offscreen", 1); // no other thread yet
     }
-    const QApplication application(argc, argv);
-    QApplication::setStyle("fusion");
-    QApplication::setPalette(vantorel::theme::palette(std::getenv("VANTOREL_DARK") != nullptr));
+    QApplication application(argc, argv);
+    vantorel::theme::apply(application);
     return RUN_ALL_TESTS();
 }

@@ -1,0 +1,75 @@
+#include "app/FoldedList.h"
+
+#include "app/ElidedLabel.h"
+#include "app/ModelView.h"
+#include "app/Theme.h"
+#include "base/Text.h"
+
+#include <limits>
+#include <utility>
+
+#include <QtGui/qclipboard.h>
+#include <QtGui/qguiapplication.h>
+#include <QtWidgets/qboxlayout.h>
+#include <QtWidgets/qpushbutton.h>
+#include <QtWidgets/qtoolbutton.h>
+
+namespace vantorel {
+
+namespace {
+
+constexpr qsizetype mostEntries = 10;
+
+} // namespace
+
+FoldedList::FoldedList(const QString& title, qsizetype count, Lines lines, QWidget* parent)
+    : QWidget(parent)
+    , count_(count)
+    , lines_(std::move(lines))
+    , head_(new QToolButton)
+{
+    auto* layout = new QVBoxLayout(this);
+    layout->setContentsMargins(0, 0, 0, 0);
+    layout->setSpacing(4);
+    head_->setText(title + " (" + shown(grouped(count)) + ")");
+    head_->setToolButtonStyle(Qt::ToolButtonTextBesideIcon);
+    head_->setArrowType(Qt::RightArrow);
+    head_->setAutoRaise(true);
+    head_->setCheckable(true);
+    head_->setFont(theme::font(theme::TextStyle::heading, head_->font()));
+    connect(head_, &QToolButton::toggled, this, [this](bool isOpen) {
+        head_->setArrowType(isOpen ? Qt::DownArrow : Qt::RightArrow);
+        if (isOpen && !content_) {
+            fill();
+        }
+        content_->setVisible(isOpen);
+    });
+    layout->addWidget(head_, 0, Qt::AlignLeft);
+}
+
+void FoldedList::setOpen(bool isOpen) { head_->setChecked(isOpen); }
+
+void FoldedList::fill()
+{
+    content_ = new QWidget;
+    auto* layout = new QVBoxLayout(content_);
+    layout->setContentsMargins(24, 0, 0, 8);
+    layout->setSpacing(4);
+    for (const auto& line : lines_(mostEntries)) {
+        layout->addWidget(new ElidedLabel(line));
+    }
+    auto* foot = new QHBoxLayout;
+    if (count_ > mostEntries) {
+        foot->addWidget(
+            theme::text("And " + shown(grouped(count_ - mostEntries)) + " more.", theme::TextStyle::quiet));
+    }
+    auto* copy = new QPushButton("Copy List");
+    connect(copy, &QPushButton::clicked, this, [this] {
+        QGuiApplication::clipboard()->setText(lines_(std::numeric_limits<qsizetype>::max()).join('\n'));
+    });
+    foot->addWidget(copy, 0, Qt::AlignRight);
+    layout->addLayout(foot);
+    this->layout()->addWidget(content_);
+}
+
+} // namespace vantorel
