@@ -27,7 +27,7 @@ VARIANTS = {  # width, height, scale, appearance
     "dark-2x": (2560, 1600, 2, "dark"),
     "small": (860, 560, 1, "light"),
 }
-PATIENCE = 60  # seconds, for what usually takes less than one
+PATIENCE = 180  # seconds, for what usually takes less than one
 # Rows of tables and trees are many; what this run waits for is never in them.
 CLOSED_ROLES = {Atspi.Role.TABLE, Atspi.Role.TREE_TABLE, Atspi.Role.TREE, Atspi.Role.LIST}
 
@@ -225,7 +225,7 @@ def scan(windows, disk):
     disk.rule("delay=20 readdir *", "delay=40 read *")
     windows.press("Scan Old Photos")
     windows.wait("Checking files")
-    windows.wait(" of 2,000 items", part=True)
+    windows.wait(" items", part=True)
     windows.picture("scanning", moving=True)
     disk.rule("hang * *")
     windows.wait("Waiting for the disk to answer. This can take a moment.")
@@ -324,6 +324,7 @@ def main():
         samples = pathlib.Path(options.samples)
         control = pathlib.Path(place) / "control"
         control.mkdir()
+        subprocess.run(["mount", "-t", "tmpfs", "tmpfs", "/media"], check=True)
         disk = Disk(options.faulty_disk, samples / "disk", pathlib.Path("/media/Old Drive"), control)
         windows = Windows(options, home)
         shutil.copytree(samples / "today", home / "Pictures", dirs_exist_ok=True)
