@@ -152,7 +152,7 @@ QRectF YearsChart::columnOf(std::size_t index) const
     const double line = fontMetrics().height();
     const double top = line * 2.4; // the summary, and a number over the highest column
     const double full = height() - line - 4 - top;
-    const double step = std::min(72.0, width() / static_cast<double>(years_.size()));
+    const double step = std::min(96.0, width() / static_cast<double>(years_.size()));
     const auto most = std::ranges::max(years_, {}, [](const auto& year) { return year.second; }).second;
     const auto count = years_[index].second;
     const double tall =

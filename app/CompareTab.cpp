@@ -1,5 +1,6 @@
 #include "app/CompareTab.h"
 
+#include "app/ColumnArea.h"
 #include "app/Layouts.h"
 #include "app/Privacy.h"
 #include "app/SourcesView.h"
@@ -13,7 +14,6 @@
 #include <QtWidgets/qboxlayout.h>
 #include <QtWidgets/qlabel.h>
 #include <QtWidgets/qpushbutton.h>
-#include <QtWidgets/qscrollarea.h>
 
 namespace vantorel {
 
@@ -65,15 +65,11 @@ CompareTab::CompareTab(AppModel& app, QWidget* parent)
 {
     auto* outer = new QVBoxLayout(this);
     outer->setContentsMargins(0, 0, 0, 0);
-    auto* area = new QScrollArea;
-    area->setFrameShape(QFrame::NoFrame);
-    area->setWidgetResizable(true);
-    outer->addWidget(area);
     auto* content = new QWidget;
     auto* layout = new QVBoxLayout(content);
     layout->setContentsMargins(0, 16, 12, 0);
     layout->setSpacing(12);
-    area->setWidget(content);
+    outer->addWidget(new ColumnArea(content));
 
     auto* head = new QHBoxLayout;
     head->addWidget(theme::text("See what this library has that another one, usually today's, does not.",

@@ -1,6 +1,7 @@
 #include "app/ExportSheet.h"
 
 #include "app/Charts.h"
+#include "app/ColumnArea.h"
 #include "app/ElidedLabel.h"
 #include "app/Layouts.h"
 #include "app/SymbolLabel.h"
@@ -20,7 +21,6 @@
 #include <QtWidgets/qframe.h>
 #include <QtWidgets/qlabel.h>
 #include <QtWidgets/qpushbutton.h>
-#include <QtWidgets/qscrollarea.h>
 #include <QtWidgets/qstackedwidget.h>
 #include <QtWidgets/qstyle.h>
 
@@ -41,12 +41,7 @@ QWidget* page(QWidget* content, QLayout* buttons)
     auto* widget = new QWidget;
     auto* layout = new QVBoxLayout(widget);
     layout->setContentsMargins(0, 0, 0, 0);
-    auto* area = new QScrollArea;
-    area->setFrameShape(QFrame::NoFrame);
-    area->setWidgetResizable(true);
-    area->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
-    area->setWidget(content);
-    layout->addWidget(area, 1);
+    layout->addWidget(new ColumnArea(content), 1);
     layout->addLayout(buttons);
     return widget;
 }
@@ -92,7 +87,7 @@ ExportSheet::ExportSheet(AppModel& app, QWidget* parent)
 {
     setFocusPolicy(Qt::StrongFocus);
     card_->setAutoFillBackground(true);
-    card_->setAccessibleName("Export");
+    setAccessibleName("Export");
     auto* layout = new QVBoxLayout(card_);
     layout->setContentsMargins(theme::margin, theme::margin, theme::margin, 16);
     layout->addWidget(pages_);

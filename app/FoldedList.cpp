@@ -31,6 +31,7 @@ FoldedList::FoldedList(const QString& title, qsizetype count, Lines lines, QWidg
     auto* layout = new QVBoxLayout(this);
     layout->setContentsMargins(0, 0, 0, 0);
     layout->setSpacing(4);
+    head_->setObjectName("fold");
     head_->setText(title + " (" + shown(grouped(count)) + ")");
     head_->setToolButtonStyle(Qt::ToolButtonTextBesideIcon);
     head_->setArrowType(Qt::RightArrow);
@@ -60,14 +61,17 @@ void FoldedList::fill()
     }
     auto* foot = new QHBoxLayout;
     if (count_ > mostEntries) {
-        foot->addWidget(
-            theme::text("And " + shown(grouped(count_ - mostEntries)) + " more.", theme::TextStyle::quiet));
+        auto* rest =
+            theme::text("And " + shown(grouped(count_ - mostEntries)) + " more.", theme::TextStyle::quiet);
+        rest->setWordWrap(false);
+        foot->addWidget(rest);
     }
     auto* copy = new QPushButton("Copy List");
     connect(copy, &QPushButton::clicked, this, [this] {
         QGuiApplication::clipboard()->setText(lines_(std::numeric_limits<qsizetype>::max()).join('\n'));
     });
-    foot->addWidget(copy, 0, Qt::AlignRight);
+    foot->addWidget(copy);
+    foot->addStretch();
     layout->addLayout(foot);
     this->layout()->addWidget(content_);
 }

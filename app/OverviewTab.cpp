@@ -1,6 +1,7 @@
 #include "app/OverviewTab.h"
 
 #include "app/Charts.h"
+#include "app/ColumnArea.h"
 #include "app/Layouts.h"
 #include "app/Theme.h"
 #include "base/Text.h"
@@ -11,7 +12,6 @@
 #include <QtWidgets/qgridlayout.h>
 #include <QtWidgets/qlabel.h>
 #include <QtWidgets/qpushbutton.h>
-#include <QtWidgets/qscrollarea.h>
 
 namespace vantorel {
 
@@ -29,15 +29,11 @@ OverviewTab::OverviewTab(AppModel& app, QWidget* parent)
 {
     auto* outer = new QVBoxLayout(this);
     outer->setContentsMargins(0, 0, 0, 0);
-    auto* area = new QScrollArea;
-    area->setFrameShape(QFrame::NoFrame);
-    area->setWidgetResizable(true);
-    outer->addWidget(area);
     auto* content = new QWidget;
     auto* layout = new QVBoxLayout(content);
     layout->setContentsMargins(0, 16, 12, 0);
     layout->setSpacing(12);
-    area->setWidget(content);
+    outer->addWidget(new ColumnArea(content));
 
     numbers_ = new QHBoxLayout;
     numbers_->setSpacing(24);
@@ -55,12 +51,10 @@ OverviewTab::OverviewTab(AppModel& app, QWidget* parent)
     layout->addWidget(years_);
     layout->addSpacing(8);
     rows_ = new QGridLayout;
-    rows_->setHorizontalSpacing(12);
+    rows_->setHorizontalSpacing(16);
     rows_->setVerticalSpacing(4);
-    rows_->setColumnStretch(0, 4);
-    rows_->setColumnStretch(1, 1);
-    rows_->setColumnStretch(2, 4);
-    rows_->setColumnStretch(3, 1);
+    rows_->setColumnMinimumWidth(2, 32);
+    rows_->setColumnStretch(5, 1);
     layout->addLayout(rows_);
     notes_ = new QVBoxLayout;
     notes_->setSpacing(8);
@@ -122,6 +116,7 @@ void OverviewTab::showLegend(const LibraryOverview& overview)
         auto* entry = new QPushButton(
             shown(grouped(overview.originals[i])) + " " + shown(originalClassNames[i].second));
         entry->setFlat(true);
+        entry->setObjectName("legend");
         entry->setIcon(theme::symbol(symbolOf(kind), fontMetrics().height(),
             theme::colour(meaningOf(kind), palette()), devicePixelRatioF()));
         if (kind == OriginalClass::present) {
@@ -142,9 +137,12 @@ void OverviewTab::showRows(const LibraryOverview& overview)
     const int inColumn = static_cast<int>(overview.rows.size() + 1) / 2;
     for (int i = 0; i < static_cast<int>(overview.rows.size()); ++i) {
         const auto& [label, value] = overview.rows[static_cast<std::size_t>(i)];
-        const int column = 2 * (i / inColumn);
-        rows_->addWidget(theme::text(shown(label), TextStyle::body), i % inColumn, column);
+        const int column = 3 * (i / inColumn);
+        auto* name = theme::text(shown(label), TextStyle::body);
+        name->setWordWrap(false);
+        rows_->addWidget(name, i % inColumn, column);
         auto* number = theme::text(shown(value), TextStyle::body);
+        number->setWordWrap(false);
         number->setAlignment(Qt::AlignRight | Qt::AlignTop);
         rows_->addWidget(number, i % inColumn, column + 1);
     }

@@ -13,6 +13,7 @@
 #include <QtWidgets/qlabel.h>
 #include <QtWidgets/qlineedit.h>
 #include <QtWidgets/qpushbutton.h>
+#include <QtWidgets/qtabbar.h>
 #include <QtWidgets/qtabwidget.h>
 
 namespace vantorel {
@@ -58,6 +59,7 @@ ResultsView::ResultsView(AppModel& app, QWidget* parent)
 
     tabs_ = new QTabWidget;
     tabs_->setDocumentMode(true);
+    tabs_->setAccessibleName("Results");
     tabs_->addTab(new OverviewTab(app), "Overview");
     tabs_->addTab(new AlbumsTab(app), "Albums");
     tabs_->addTab(new ProblemsTab(app), "Missing or Limited");
@@ -78,6 +80,12 @@ ResultsView::ResultsView(AppModel& app, QWidget* parent)
     shortcut(QKeySequence(Qt::Key_Escape), [this] { goBack(); });
     shortcut(QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_R), [again] { again->click(); });
     watch(app_.scanned, app_.scannedLibrary, app_.tab, app_.isExporting);
+}
+
+void ResultsView::showEvent(QShowEvent* event)
+{
+    ModelView::showEvent(event);
+    tabs_->tabBar()->setFocus();
 }
 
 /// Escape first leaves what was typed into a filter.

@@ -21,6 +21,7 @@ public:
 
 protected:
     void refresh() override;
+    void showEvent(QShowEvent* event) override;
 
 private:
     void goBack();

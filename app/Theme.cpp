@@ -221,7 +221,7 @@ namespace {
 /// Flat, with the measures of the rest; every colour comes from the palette.
 constexpr const char* styleSheet = R"(
 QPushButton { background: palette(button); color: palette(button-text); border: 1px solid palette(mid);
-  border-radius: 6px; padding: 5px 14px; }
+  border-radius: 6px; padding: 5px 14px; outline: none; }
 QPushButton:hover { background: palette(midlight); }
 QPushButton:pressed { background: palette(mid); }
 QPushButton:disabled { color: palette(mid); border-color: palette(midlight); }
@@ -229,10 +229,17 @@ QPushButton:focus { border-color: palette(highlight); }
 QPushButton:flat { background: transparent; border-color: transparent; padding: 3px 6px; }
 QPushButton:flat:hover { background: palette(midlight); }
 QPushButton:flat:focus { border-color: palette(highlight); }
-QToolButton { border: 1px solid transparent; border-radius: 6px; padding: 3px 6px; }
+QPushButton#legend { padding: 3px 8px 3px 0; }
+QToolButton { border: 1px solid transparent; border-radius: 6px; padding: 3px 6px; outline: none; }
+QToolButton#fold { padding-left: 0; }
 QToolButton:hover { background: palette(midlight); }
 QToolButton:checked { background: transparent; }
 QToolButton:focus { border-color: palette(highlight); }
+QCheckBox::indicator { width: 14px; height: 14px; border: 1px solid palette(placeholder-text); border-radius: 4px;
+  background: palette(base); }
+QCheckBox::indicator:checked { background: palette(highlight); border-color: palette(highlight);
+  image: url(:/icons/checkmark.svg); }
+QCheckBox::indicator:focus { border-color: palette(highlight); }
 QTabBar { font-weight: 500; }
 QTabBar::tab { background: transparent; border: none; border-bottom: 2px solid transparent;
   padding: 7px 4px; margin-right: 20px; }
@@ -243,7 +250,7 @@ QTabBar::tab:selected:hover { border-bottom-color: palette(highlight); }
 QLineEdit { background: palette(base); border: 1px solid palette(mid); border-radius: 6px; padding: 4px 8px; }
 QLineEdit:focus { border-color: palette(highlight); }
 QHeaderView::section { background: palette(window); border: none; border-bottom: 1px solid palette(midlight);
-  padding: 5px 8px; }
+  padding: 5px 3px; }
 QToolTip { background: palette(tool-tip-base); color: palette(tool-tip-text); border: 1px solid palette(mid);
   padding: 4px; }
 QScrollBar:vertical { background: transparent; width: 12px; margin: 0; }

@@ -8,17 +8,19 @@ the run with a sentence and the picture of what was there instead.
 import argparse
 import os
 import pathlib
-import shutil
 import signal
 import subprocess
 import sys
 import tempfile
 import time
+import warnings
 
 import gi
 
 gi.require_version("Atspi", "2.0")
 from gi.repository import Atspi, GLib  # noqa: E402
+
+warnings.simplefilter("ignore", DeprecationWarning)  # of names that newer versions of the library have too
 
 VARIANTS = {  # width, height, scale, appearance
     "light": (1280, 800, 1, "light"),
@@ -29,6 +31,7 @@ VARIANTS = {  # width, height, scale, appearance
 }
 PATIENCE = 180  # seconds, for what usually takes less than one
 # Rows of tables and trees are many; what this run waits for is never in them.
+BUTTONS = (Atspi.Role.PUSH_BUTTON, Atspi.Role.CHECK_BOX, Atspi.Role.PAGE_TAB, Atspi.Role.TOGGLE_BUTTON)
 CLOSED_ROLES = {Atspi.Role.TABLE, Atspi.Role.TREE_TABLE, Atspi.Role.TREE, Atspi.Role.LIST}
 
 
@@ -96,7 +99,7 @@ class Windows:
             "VANTOREL_APPEARANCE": appearance,
             "LC_ALL": "C.UTF-8",
         })
-        for place in (".config/openbox", ".run", "tmp", "Pictures"):
+        for place in (".config/openbox", ".run", "tmp"):
             (home / place).mkdir(parents=True, exist_ok=True)
         (home / ".run").chmod(0o700)
         (home / ".config/openbox/rc.xml").write_text(
@@ -108,6 +111,7 @@ class Windows:
                    "The window manager")
         self.app = self.start([options.app])
         self.taken = 0
+        Atspi.set_timeout(3000, 30000)  # milliseconds; a program that has ended answers nothing
 
     def start(self, words, **more):
         self.processes.append(subprocess.Popen(words, **more))
@@ -131,6 +135,7 @@ class Windows:
             for i in range(desktop.get_child_count()):
                 program = desktop.get_child_at_index(i)
                 if program and program.get_process_id() == self.app.pid:
+                    program.clear_cache()  # not everything that changes is told
                     for j in reversed(range(program.get_child_count())):
                         yield from self.nodes(program.get_child_at_index(j), closed)
             return
@@ -143,13 +148,14 @@ class Windows:
                 if child:
                     yield from self.nodes(child, closed)
 
-    def find(self, text, role=None, part=False, closed=CLOSED_ROLES):
+    def find(self, text, role=(), part=False, closed=CLOSED_ROLES):
+        """The first whose name is that, or has that in it, and that is one of these things."""
         if self.app.poll() is not None:
             raise Missing(f"The program has ended with {self.app.returncode}.")
         try:
             for node in self.nodes(closed=closed):
                 name = node.get_name() or ""
-                if (text in name if part else text == name) and role in (None, node.get_role()):
+                if (text in name if part else text == name) and (not role or node.get_role() in role):
                     return node
         except GLib.Error:
             pass  # it changed while we looked
@@ -162,17 +168,19 @@ class Windows:
     def wait_gone(self, text, **how):
         wait_until(lambda: not self.find(text, **how), f"The end of \"{text}\"")
 
+    def story(self):
+        """What a screen reader would find, for who wants to know why something did not come."""
+        try:
+            return "\n".join(f"    {node.get_role_name()}: {node.get_name()}" for node in self.nodes() if node.get_name())
+        except GLib.Error as trouble:
+            return f"    {trouble.message}"
+
     # What a user does
 
     def press(self, text, part=False):
-        roles = (Atspi.Role.PUSH_BUTTON, Atspi.Role.CHECK_BOX, Atspi.Role.PAGE_TAB, Atspi.Role.TOGGLE_BUTTON)
-
         def enabled():
-            for role in roles:
-                node = self.find(text, role=role, part=part)
-                if node and node.get_state_set().contains(Atspi.StateType.ENABLED):
-                    return node
-            return None
+            node = self.find(text, role=BUTTONS, part=part)
+            return node if node and node.get_state_set().contains(Atspi.StateType.ENABLED) else None
 
         # It does not wait for what the button starts.
         node = wait_until(enabled, f"The button \"{text}\"")
@@ -186,10 +194,10 @@ class Windows:
 
     def choose_in_panel(self, path, button):
         """The desktop's panel for files is Qt's own here: the path is typed."""
-        field = self.wait("File name:", role=Atspi.Role.TEXT, part=True)
+        field = self.wait("Directory:", role=(Atspi.Role.TEXT,))
         field.get_editable_text_iface().set_text_contents(str(path))
         self.press(button)
-        wait_until(lambda: not self.find("File name:", part=True), "The end of the panel")
+        wait_until(lambda: not self.find("Directory:"), "The end of the panel")
 
     # Pictures
 
@@ -217,7 +225,7 @@ def first_run(windows):
     windows.press("Continue")
     windows.wait("Choose a library to scan")
     windows.wait("Old Photos", patience=120)
-    windows.wait_gone("Looking for libraries", role=Atspi.Role.PROGRESS_BAR)
+    windows.wait_gone("Looking for libraries", role=(Atspi.Role.PROGRESS_BAR,))
     windows.picture("sources")
 
 
@@ -231,23 +239,21 @@ def scan(windows, disk):
     windows.wait("Waiting for the disk to answer. This can take a moment.")
     windows.picture("scanning-disk-silent")
     windows.press("Stop")
-    windows.wait("Stopping waits for the disk to answer.")
-    windows.picture("scanning-slow-stop")
-    windows.wait("Choose a library to scan")  # given up, 15 seconds after the stop
+    windows.wait("Choose a library to scan")
     disk.rule()
+    windows.press("Look Again")
     windows.press("Scan Old Photos")
     windows.wait("Library format: ", part=True)
     windows.wait("Items per year")
     windows.picture("overview")
 
 
-def browse(windows):
+def browse(windows, today):
     windows.key("ctrl+2")
     windows.wait("Select an album", part=True)
-    tree = windows.wait("Albums", role=Atspi.Role.TREE)
-    tree.get_component_iface().grab_focus()
-    windows.key("Home", "asterisk", "Down", "Down")
-    windows.wait("Items", role=Atspi.Role.TABLE)
+    windows.wait("Albums", role=CLOSED_ROLES)
+    windows.key("ctrl+f", "Tab", "Home", "Down", "Down")
+    windows.wait("Items", role=(Atspi.Role.TABLE,))
     windows.picture("albums")
     windows.key("ctrl+3")
     windows.wait("Copy List")
@@ -255,7 +261,8 @@ def browse(windows):
     windows.key("ctrl+4")
     windows.wait("See what this library has", part=True)
     windows.picture("compare")
-    windows.press("Compare Photos Library")
+    windows.press("Choose Another Library…")
+    windows.choose_in_panel(today, "Choose Library")
     windows.wait("Compared with Photos Library")
     windows.picture("compared")
 
@@ -284,9 +291,14 @@ def export(windows, disk, destination):
     windows.wait_gone("Stop the export and quit?", part=True)
     windows.wait("Saving files")
     disk.rule("hang read *")
+    windows.wait("Waiting for the disk to answer. This can take up to a minute.")
+    windows.picture("saving-disk-silent")
+    # A silent disk is given up within two seconds: too soon for a look at the tree on a slow machine, but until
+    # then nothing moves.
+    before = windows.grab()
     windows.press("Stop")
-    windows.wait("Stopping…")
-    windows.picture("stopping")
+    wait_until(lambda: windows.grab() != before, "\"Stopping…\"")
+    windows.picture("stopping", moving=True)
     disk.rule()
     windows.wait("Export Again")
     windows.picture("stopped")
@@ -294,7 +306,7 @@ def export(windows, disk, destination):
     windows.wait("Continues the unfinished export in", part=True)
     windows.picture("export-continue")
     windows.press("Continue Export")
-    windows.wait("Done", role=Atspi.Role.PUSH_BUTTON, patience=300)
+    windows.wait("Done", role=(Atspi.Role.PUSH_BUTTON,), patience=300)
     windows.picture("finished")
     windows.press("Done")
     windows.wait_gone("Choose Another Folder")
@@ -327,13 +339,12 @@ def main():
         subprocess.run(["mount", "-t", "tmpfs", "tmpfs", "/media"], check=True)
         disk = Disk(options.faulty_disk, samples / "disk", pathlib.Path("/media/Old Drive"), control)
         windows = Windows(options, home)
-        shutil.copytree(samples / "today", home / "Pictures", dirs_exist_ok=True)
         destination = pathlib.Path(place) / "Rescue"
         destination.mkdir()
         try:
             first_run(windows)
             scan(windows, disk)
-            browse(windows)
+            browse(windows, samples / "today/Photos Library.photoslibrary")
             export(windows, disk, destination)
             damaged(windows)
             windows.key("ctrl+q")
@@ -341,7 +352,9 @@ def main():
             if windows.app.returncode != 0:
                 raise Missing(f"The program ended with {windows.app.returncode}.")
         except Missing as trouble:
-            print(f"{options.variant}: {trouble}", file=sys.stderr)
+            if windows.app.poll() is not None:
+                trouble = f"The program has ended with {windows.app.returncode}."
+            print(f"{options.variant}: {trouble} There was:\n{windows.story()}", file=sys.stderr)
             windows.picture("failed", moving=True)
             return 1
         finally:

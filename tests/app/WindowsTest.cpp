@@ -11,6 +11,7 @@
 #include <cstdlib>
 
 #include <QtCore/qsettings.h>
+#include <QtGui/qaccessible.h>
 #include <QtGui/qclipboard.h>
 #include <QtWidgets/qabstractbutton.h>
 #include <QtWidgets/qapplication.h>
@@ -18,6 +19,7 @@
 #include <QtWidgets/qlabel.h>
 #include <QtWidgets/qmessagebox.h>
 #include <QtWidgets/qpushbutton.h>
+#include <QtWidgets/qscrollarea.h>
 #include <QtWidgets/qtableview.h>
 #include <QtWidgets/qtoolbutton.h>
 #include <QtWidgets/qtreeview.h>
@@ -125,10 +127,24 @@ protected:
         }
         return nullptr;
     }
+    /// A screen reader finds a name on everything that takes the focus.
+    void expectNames(const char* screen)
+    {
+        for (auto* widget : window->findChildren<QWidget*>()) {
+            if (!widget->isVisible() || !widget->isEnabled() || (widget->focusPolicy() & Qt::TabFocus) == 0
+                || qobject_cast<QScrollArea*>(widget) != nullptr) {
+                continue;
+            }
+            auto* spoken = QAccessible::queryAccessibleInterface(widget);
+            EXPECT_TRUE(spoken != nullptr && !spoken->text(QAccessible::Name).isEmpty())
+                << screen << ": a " << widget->metaObject()->className() << " without a name";
+        }
+    }
     void picture(const char* name)
     {
+        settleViews();
+        expectNames(name);
         if (const char* place = std::getenv("VANTOREL_SCREENSHOTS")) {
-            settleViews();
             EXPECT_TRUE(window->grab().save(QString::fromUtf8(place) + "/" + name + ".png"));
         }
     }
