@@ -1,6 +1,7 @@
 #include "cli/ScanSummary.h"
 
 #include "base/Text.h"
+#include "database/model/DamageSummary.h"
 
 #include <fmt/format.h>
 
@@ -96,7 +97,12 @@ std::string scanSummary(const LibraryScanResult& scan, ItemList list)
     const auto out = std::back_inserter(text);
 
     fmt::format_to(out, "{}\n", displayText(snapshot.name));
-    fmt::format_to(out, "Library format: {}\n\n", snapshot.schema.photosVersionText);
+    fmt::format_to(out, "Library format: {}\n", snapshot.schema.photosVersionText);
+    // How far to trust the numbers is said before them.
+    if (const auto line = severityLine(snapshot.damage.severity)) {
+        fmt::format_to(out, "{}\n", *line);
+    }
+    fmt::format_to(out, "\n");
 
     std::string items = counted(n.photos, "photo", "photos");
     addPart(items, counted(n.videos, "video", "videos"));

@@ -34,6 +34,6 @@ if(VANTOREL_SHIPPED)
   add_compile_options(-ffile-prefix-map=${CMAKE_BINARY_DIR}=build -ffile-prefix-map=${CMAKE_SOURCE_DIR}=.
     -fstack-protector-strong -D_FORTIFY_SOURCE=2)
   if(NOT APPLE)
-    add_link_options(-Wl,-z,relro,-z,now)
+    add_link_options(-Wl,-z,relro,-z,now -Wl,--as-needed)
   endif()
 endif()

@@ -1,6 +1,7 @@
 #include "app/model/LibraryOverview.h"
 
 #include "base/Text.h"
+#include "database/model/DamageSummary.h"
 
 #include <algorithm>
 #include <map>
@@ -43,10 +44,8 @@ void addNotes(LibraryOverview& overview, const LibrarySnapshot& snapshot)
             notes.push_back(note);
         }
     };
-    if (const auto text = severitySentence(snapshot.damage.severity)) {
-        const bool saysWhatHelps = snapshot.damage.severity == DamageReport::Severity::salvaged
-            || snapshot.damage.severity == DamageReport::Severity::databaseLost;
-        add(std::string(*text) + (saysWhatHelps ? " What was found can still be saved." : ""));
+    if (const auto line = severityLine(snapshot.damage.severity)) {
+        add(*line);
     }
     for (const auto& table : snapshot.damage.tables) {
         if (const auto line = tableLine(table)) {

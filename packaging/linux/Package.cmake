@@ -38,8 +38,8 @@ endif()
 # Without them the windows do not open, or not on every desktop; a machine without a display needs neither.
 set(CPACK_DEBIAN_PACKAGE_RECOMMENDS "qt6-qpa-plugins, qt6-wayland")
 set(CPACK_DEBIAN_PACKAGE_SUGGESTS "udisks2, libfsapfs-utils, libimage-exiftool-perl")
-set(CPACK_DEBIAN_PACKAGE_DESCRIPTION "sees and saves what is in a photo library, also a damaged one
-Vantorel shows what is in a Photos library (a \".photoslibrary\" package of
+set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "sees and saves what is in a photo library, also a damaged one")
+set(CPACK_DEBIAN_PACKAGE_DESCRIPTION "Vantorel shows what is in a Photos library (a \".photoslibrary\" package of
 macOS), also one that Photos no longer opens, and saves it: the original files
 in folders named after the albums, a sidecar with caption, keywords, People,
 dates and place beside each, and a report of every item. It only reads the
