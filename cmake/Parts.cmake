@@ -30,7 +30,7 @@ vantorel_need(JPEG libjpeg62-turbo-dev jpeg-turbo)
 find_package(PNG QUIET)
 vantorel_need(PNG libpng-dev libpng)
 # The windows; without Qt the core and the command line are built alone.
-find_package(Qt6 6.4 QUIET COMPONENTS Core OPTIONAL_COMPONENTS Widgets Svg)
+find_package(Qt6 6.4 QUIET COMPONENTS Core OPTIONAL_COMPONENTS Gui Widgets Svg)
 set(VANTOREL_APP ${Qt6_FOUND})
 if(Qt6_FOUND AND Qt6Widgets_FOUND AND Qt6Svg_FOUND)
   set(VANTOREL_WINDOWS ON)
@@ -38,6 +38,12 @@ else()
   set(VANTOREL_WINDOWS OFF)
   message(STATUS "Qt 6 is missing, so the windows are left out. Debian, Ubuntu: apt-get install qt6-base-dev "
     "qt6-svg-dev. Homebrew: brew install qt.")
+endif()
+# Pictures in the windows that are HEIC.
+pkg_check_modules(heif QUIET IMPORTED_TARGET libheif)
+if(VANTOREL_WINDOWS AND NOT heif_FOUND)
+  message(STATUS "libheif is missing, so the windows show no HEIC pictures. Debian, Ubuntu: apt-get install libheif-dev. "
+    "Homebrew: brew install libheif.")
 endif()
 if(VANTOREL_TESTS)
   find_package(GTest QUIET)

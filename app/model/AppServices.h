@@ -1,6 +1,7 @@
 #pragma once
 
 #include "app/model/Desktop.h"
+#include "app/model/PictureFile.h"
 #include "app/model/SettingsStore.h"
 #include "compare/LibraryComparison.h"
 #include "discovery/FoundLibrary.h"
@@ -34,6 +35,9 @@ struct AppEnvironment {
     /// Whether protected places can be read now. Main thread; a look at one file of the system's disk at
     /// most.
     std::function<bool()> fullDiskAccess{};
+    /// Reads what shows an item. Blocks, is called from background threads and outlives the model; none where
+    /// no pictures are shown.
+    PictureReader readPicture{};
 };
 
 /// What was learnt about a folder that was chosen for an export.

@@ -58,22 +58,25 @@ AppEnvironment realEnvironment(const CoreServices& services)
     const FinderServices finder{
         .calls = services.calls, .clock = services.clock, .children = services.children};
     return {
-        .finder = {
-            .find =
-                [finder](const SharedCancelToken& cancel) {
-                    return LibraryFinder(
-                        finder, usualFinderOptions(finder, {}, SearchedPlaces::everywhere, cancel))
-                        .find(cancel);
+        .finder =
+            {
+                .find =
+                    [finder](const SharedCancelToken& cancel) {
+                        return LibraryFinder(
+                            finder, usualFinderOptions(finder, {}, SearchedPlaces::everywhere, cancel))
+                            .find(cancel);
+                    },
+                .inspect = [finder](const DiskPath& folder) -> std::expected<FoundLibrary, std::string> {
+                    auto found = LibraryFinder(finder, {}).inspect(folder);
+                    if (!found) {
+                        return std::unexpected(found.error().message);
+                    }
+                    return *std::move(found);
                 },
-            .inspect = [finder](const DiskPath& folder) -> std::expected<FoundLibrary, std::string> {
-                auto found = LibraryFinder(finder, {}).inspect(folder);
-                if (!found) {
-                    return std::unexpected(found.error().message);
-                }
-                return *std::move(found);
             },
-        },
         .fullDiskAccess = [calls = services.calls] { return hasFullDiskAccess(*calls); },
+        .readPicture = [services](
+                           const PictureQuestion& question) { return readPicture(services, question); },
     };
 }
 
