@@ -1,7 +1,8 @@
 #include "app/AlbumsTab.h"
 
 #include "app/ElidedLabel.h"
-#include "app/ItemTable.h"
+#include "app/ItemBrowser.h"
+#include "app/ItemPainting.h"
 #include "app/Theme.h"
 #include "base/Text.h"
 
@@ -55,7 +56,7 @@ QStandardItem* itemOf(const AlbumNode& node, const Icons& icons, QStandardItem*&
 {
     auto* item = new QStandardItem(displayed(node.title));
     item->setEditable(false);
-    item->setToolTip(displayed(node.title));
+    item->setToolTip(plainToolTip(displayed(node.title)));
     item->setData(static_cast<qulonglong>(node.album), albumRole);
     item->setData(node.isFolder, folderRole);
     item->setData(countText(node, " items"), countRole);
@@ -74,7 +75,7 @@ QStandardItem* itemOf(const AlbumNode& node, const Icons& icons, QStandardItem*&
 
 } // namespace
 
-AlbumsTab::AlbumsTab(AppModel& app, QWidget* parent)
+AlbumsTab::AlbumsTab(AppModel& app, PictureService& pictures, QWidget* parent)
     : ModelView(app, parent)
 {
     auto* outer = new QVBoxLayout(this);
@@ -113,19 +114,19 @@ AlbumsTab::AlbumsTab(AppModel& app, QWidget* parent)
     right_ = new QStackedWidget;
     hint_ = hint("Select an album to see its photos and what is really on this disk for each one.");
     right_->addWidget(hint_);
-    auto* list = new QWidget;
-    auto* listLayout = new QVBoxLayout(list);
-    listLayout->setContentsMargins(8, 0, 0, 0);
-    listLayout->setSpacing(4);
+    items_ = new ItemBrowser(app, pictures, ItemBrowser::Place::albums);
+    items_->setContentsMargins(8, 0, 0, 0);
+    auto* names = new QVBoxLayout;
+    names->setSpacing(0);
     title_ = new ElidedLabel("", ElidedLabel::Kind::name);
     count_ = theme::text("", TextStyle::quiet);
-    items_ = new ItemTable;
-    listLayout->addWidget(title_);
-    listLayout->addWidget(count_);
-    listLayout->addWidget(items_, 1);
-    right_->addWidget(list);
+    count_->setWordWrap(false);
+    names->addWidget(title_);
+    names->addWidget(count_);
+    items_->head().addLayout(names, 1);
+    right_->addWidget(items_);
     splitter->addWidget(right_);
-    splitter->setSizes({480, 590});
+    splitter->setSizes({330, 740});
     splitter->setStretchFactor(1, 1);
 
     connect(filter_, &QLineEdit::textChanged, this, [this](const QString& text) {
@@ -155,8 +156,8 @@ void AlbumsTab::refresh()
         .folder = theme::symbolIcon("folder", palette()),
         .rowHeight = std::max(28, fontMetrics().height() + 10),
     };
-    icons.lacking.addPixmap(theme::symbol("exclamationmark.triangle.fill", fontMetrics().height(),
-        theme::colour(theme::Meaning::attention, palette()), devicePixelRatioF()));
+    icons.lacking = markIcon(
+        "exclamationmark.triangle.fill", theme::colour(theme::Meaning::attention, palette()), palette());
     for (const auto& node : scanned->albums) {
         QStandardItem* count = nullptr;
         auto* item = itemOf(node, icons, count);

@@ -13,12 +13,13 @@ class QTreeView;
 namespace vantorel {
 
 class ElidedLabel;
-class ItemTable;
+class ItemBrowser;
+class PictureService;
 
 /// The album tree, and the items of the selected album.
 class AlbumsTab final : public ModelView {
 public:
-    AlbumsTab(AppModel& app, QWidget* parent = nullptr);
+    AlbumsTab(AppModel& app, PictureService& pictures, QWidget* parent = nullptr);
 
 protected:
     void refresh() override;
@@ -35,7 +36,7 @@ private:
     QLabel* hint_;
     ElidedLabel* title_;
     QLabel* count_;
-    ItemTable* items_;
+    ItemBrowser* items_;
     std::shared_ptr<const ScannedLibrary> shown_{};
 };
 

@@ -1,5 +1,6 @@
 #include "app/ElidedLabel.h"
 
+#include "app/ModelView.h"
 #include "app/Theme.h"
 
 #include <QtGui/qclipboard.h>
@@ -52,7 +53,7 @@ void ElidedLabel::paintEvent(QPaintEvent*)
     painter.setPen(
         kind_ == Kind::quiet ? theme::quietColour(palette()) : palette().color(QPalette::WindowText));
     const auto fitting = fontMetrics().elidedText(text(), Qt::ElideMiddle, width());
-    if (const QString tip = fitting == text() ? QString() : text(); tip != toolTip()) {
+    if (const QString tip = fitting == text() ? QString() : plainToolTip(text()); tip != toolTip()) {
         setToolTip(tip);
     }
     painter.drawText(rect(), static_cast<int>(alignment() | Qt::TextSingleLine), fitting);

@@ -1,34 +1,27 @@
 #include "app/ItemTable.h"
 
 #include "app/Charts.h"
+#include "app/ItemPainting.h"
 #include "app/ModelView.h"
 #include "app/Theme.h"
+#include "app/VisiblePictures.h"
 #include "app/model/RealServices.h"
 #include "base/Date.h"
 
 #include <algorithm>
+#include <cmath>
 #include <string>
+#include <unordered_map>
 #include <utility>
 
+#include <QtGui/qpainter.h>
 #include <QtWidgets/qapplication.h>
-#include <QtWidgets/qboxlayout.h>
 #include <QtWidgets/qheaderview.h>
-#include <QtWidgets/qtableview.h>
+#include <QtWidgets/qstyleditemdelegate.h>
 
 namespace vantorel {
 
 namespace {
-
-/// "2024-05-03 12:17", at the place where it was taken as far as that is known.
-std::string dateText(const Asset& asset)
-{
-    const auto text =
-        asset.dateCreated ? sidecarDate(*asset.dateCreated, asset.timeZoneOffset) : std::nullopt;
-    if (!text) {
-        return "";
-    }
-    return text->substr(0, 10) + " " + text->substr(11, 5);
-}
 
 using Rows = ItemTableModel::Rows;
 
@@ -57,7 +50,58 @@ Rows sorted(const ScannedLibrary& library, Rows rows, int column, Qt::SortOrder 
     return rows;
 }
 
+/// The small square in front of a row.
+class SmallPictureDelegate final : public QStyledItemDelegate {
+public:
+    SmallPictureDelegate(const ItemTableModel& items, PictureService& pictures, QObject* parent)
+        : QStyledItemDelegate(parent)
+        , items_(items)
+        , pictures_(pictures)
+    {
+    }
+
+    void paint(QPainter* painter, const QStyleOptionViewItem& option, const QModelIndex& index) const override
+    {
+        auto empty = option;
+        initStyleOption(&empty, index);
+        empty.text.clear();
+        empty.icon = {};
+        const auto* style = empty.widget ? empty.widget->style() : QApplication::style();
+        style->drawControl(QStyle::CE_ItemViewItem, &empty, painter, empty.widget);
+        const int side = smallPictureSide(option.rect.height());
+        const QRect area(option.rect.x() + (option.rect.width() - side) / 2,
+            option.rect.y() + (option.rect.height() - side) / 2, side, side);
+        const ItemPainting painting{
+            .painter = *painter, .palette = option.palette, .ratio = painter->device()->devicePixelRatioF()};
+        const auto asset = items_.positionAt(index.row());
+        const auto picture = pictures_.picture(asset, static_cast<int>(std::lround(side * painting.ratio)));
+        painting.small(area, picture, items_.assetAt(index.row()));
+    }
+
+private:
+    const ItemTableModel& items_;
+    PictureService& pictures_;
+};
+
 } // namespace
+
+QString itemDateText(const Asset& asset)
+{
+    const auto text =
+        asset.dateCreated ? sidecarDate(*asset.dateCreated, asset.timeZoneOffset) : std::nullopt;
+    return text ? shown(text->substr(0, 10) + " " + text->substr(11, 5)) : QString();
+}
+
+QString itemTitle(const Asset& asset)
+{
+    if (asset.title && !asset.title->empty()) {
+        return displayed(*asset.title);
+    }
+    if (asset.caption && !asset.caption->empty()) {
+        return displayed(asset.caption->substr(0, asset.caption->find('\n')));
+    }
+    return displayed(shownName(asset));
+}
 
 ItemTableModel::ItemTableModel(QObject* parent)
     : QAbstractTableModel(parent)
@@ -94,16 +138,23 @@ const Asset& ItemTableModel::assetAt(int row) const
     return library_->result->snapshot.assets[rows_[static_cast<std::size_t>(row)]];
 }
 
+const OriginalEntry& ItemTableModel::entryAt(int row) const
+{
+    return entryOf(*library_->result, assetAt(row).pk);
+}
+
 QString ItemTableModel::textAt(int row, int column) const
 {
     const auto& asset = assetAt(row);
     switch (column) {
+    case picture:
+        return itemTitle(asset);
     case name:
         return displayed(shownName(asset));
     case date:
-        return shown(dateText(asset));
+        return itemDateText(asset);
     case status:
-        return shown(statusText(entryOf(*library_->result, asset.pk)));
+        return shown(statusText(entryAt(row)));
     default:
         return {};
     }
@@ -116,16 +167,27 @@ QVariant ItemTableModel::data(const QModelIndex& index, int role) const
     }
     switch (role) {
     case Qt::DisplayRole:
-    case Qt::ToolTipRole:
         return textAt(index.row(), index.column());
+    case Qt::ToolTipRole: {
+        if (index.column() != picture) {
+            return plainToolTip(textAt(index.row(), index.column()));
+        }
+        QStringList lines{textAt(index.row(), name), textAt(index.row(), date)};
+        const auto& caption = assetAt(index.row()).caption;
+        lines << (caption ? displayedText(*caption) : QString()) << textAt(index.row(), status);
+        lines.removeAll(QString());
+        return plainToolTip(lines.join('\n'));
+    }
+    case Qt::AccessibleTextRole:
+        return index.column() == picture ? lineAt(index.row()).split('\t', Qt::SkipEmptyParts).join(", ")
+                                         : textAt(index.row(), index.column());
     case Qt::DecorationRole: {
         if (index.column() != status) {
             return {};
         }
-        const auto kind = originalClass(entryOf(*library_->result, assetAt(index.row()).pk));
-        const int size = QFontMetrics(QApplication::font()).height();
-        return theme::symbol(symbolOf(kind), size, theme::colour(meaningOf(kind), QApplication::palette()),
-            qApp->devicePixelRatio());
+        const auto kind = markedClass(entryAt(index.row()));
+        const auto palette = QApplication::palette();
+        return markIcon(symbolOf(kind), theme::colour(meaningOf(kind), palette), palette);
     }
     default:
         return {};
@@ -137,7 +199,7 @@ QVariant ItemTableModel::headerData(int section, Qt::Orientation orientation, in
     if (orientation != Qt::Horizontal || role != Qt::DisplayRole) {
         return {};
     }
-    static const QStringList titles{"Name", "Date", "On this disk"};
+    static const QStringList titles{"", "Name", "Date", "On this disk"};
     return titles.value(section);
 }
 
@@ -155,9 +217,7 @@ void ItemTableModel::sort(int column, Qt::SortOrder order)
         if (const auto mailbox = box.lock()) {
             mailbox->post([this, result, generation] {
                 if (generation == generation_) {
-                    Q_EMIT layoutAboutToBeChanged();
-                    rows_ = std::move(*result);
-                    Q_EMIT layoutChanged();
+                    applyOrder(std::move(*result));
                 }
             });
         }
@@ -165,53 +225,79 @@ void ItemTableModel::sort(int column, Qt::SortOrder order)
     std::ignore = startOnThread(std::move(task)); // without a thread the order stays as it is
 }
 
+void ItemTableModel::applyOrder(Rows rows)
+{
+    Q_EMIT layoutAboutToBeChanged();
+    // What is selected stays selected, wherever it went.
+    const auto before = persistentIndexList();
+    if (!before.empty()) {
+        std::unordered_map<std::size_t, int> places;
+        places.reserve(rows.size());
+        for (std::size_t i = 0; i < rows.size(); ++i) {
+            places.emplace(rows[i], static_cast<int>(i));
+        }
+        QModelIndexList after;
+        after.reserve(before.size());
+        for (const auto& old : before) {
+            after.push_back(index(places.at(positionAt(old.row())), old.column()));
+        }
+        changePersistentIndexList(before, after);
+    }
+    rows_ = std::move(rows);
+    Q_EMIT layoutChanged();
+}
+
+QString ItemTableModel::lineAt(int row) const
+{
+    return textAt(row, name) + '\t' + textAt(row, date) + '\t' + textAt(row, status);
+}
+
 QString ItemTableModel::asText() const
 {
     QString text;
     for (int row = 0; row < rowCount(); ++row) {
-        text += textAt(row, name) + '\t' + textAt(row, date) + '\t' + textAt(row, status) + '\n';
+        text += lineAt(row) + '\n';
     }
     return text;
 }
 
-ItemTable::ItemTable(QWidget* parent)
-    : QWidget(parent)
-    , model_(new ItemTableModel(this))
-    , table_(new QTableView)
+ItemTable::ItemTable(ItemTableModel& items, PictureService& pictures, QWidget* parent)
+    : QTableView(parent)
 {
-    auto* layout = new QVBoxLayout(this);
-    layout->setContentsMargins(0, 0, 0, 0);
-    layout->addWidget(table_);
-    table_->setModel(model_);
-    table_->setSortingEnabled(false);
-    table_->setSelectionBehavior(QAbstractItemView::SelectRows);
-    table_->setWordWrap(false);
-    table_->setShowGrid(false);
-    table_->setAlternatingRowColors(true);
-    table_->setTextElideMode(Qt::ElideMiddle);
-    table_->setFrameShape(QFrame::NoFrame);
-    table_->setTabKeyNavigation(false);
-    table_->verticalHeader()->hide();
-    table_->verticalHeader()->setSectionResizeMode(QHeaderView::Fixed);
-    table_->verticalHeader()->setDefaultSectionSize(std::max(28, fontMetrics().height() + 10));
-    auto* header = table_->horizontalHeader();
+    setModel(&items);
+    setSortingEnabled(false);
+    setSelectionBehavior(QAbstractItemView::SelectRows);
+    setWordWrap(false);
+    setShowGrid(false);
+    setAlternatingRowColors(true);
+    setTextElideMode(Qt::ElideMiddle);
+    setFrameShape(QFrame::NoFrame);
+    setTabKeyNavigation(false);
+    setVerticalScrollMode(QAbstractItemView::ScrollPerPixel);
+    verticalHeader()->hide();
+    verticalHeader()->setSectionResizeMode(QHeaderView::Fixed);
+    const int rowHeight = std::max(28, fontMetrics().height() + 10);
+    verticalHeader()->setDefaultSectionSize(rowHeight);
+    auto* header = horizontalHeader();
     header->setHighlightSections(false);
     header->setDefaultAlignment(Qt::AlignLeft | Qt::AlignVCenter);
     header->setSectionsClickable(true);
     header->setSortIndicatorShown(true);
     header->setSortIndicator(-1, Qt::AscendingOrder);
     header->setStretchLastSection(true);
-    header->resizeSection(ItemTableModel::name, fontMetrics().averageCharWidth() * 34);
+    header->setMinimumSectionSize(rowHeight + 8);
+    header->setSectionResizeMode(ItemTableModel::picture, QHeaderView::Fixed);
+    header->resizeSection(ItemTableModel::picture, rowHeight + 8);
+    header->resizeSection(ItemTableModel::name, fontMetrics().averageCharWidth() * 26);
     header->resizeSection(ItemTableModel::date, fontMetrics().averageCharWidth() * 20);
-    connect(header, &QHeaderView::sortIndicatorChanged, model_,
-        [this](int column, Qt::SortOrder order) { model_->sort(column, order); });
-    table_->setAccessibleName("Items");
+    connect(header, &QHeaderView::sortIndicatorChanged, &items,
+        [&items](int column, Qt::SortOrder order) { items.sort(column, order); });
+    setItemDelegateForColumn(ItemTableModel::picture, new SmallPictureDelegate(items, pictures, this));
+    setAccessibleName("Items");
+    visible_ = std::make_unique<VisiblePictures>(
+        *this, items, pictures, [rowHeight] { return smallPictureSide(rowHeight); });
 }
 
-void ItemTable::show(std::shared_ptr<const ScannedLibrary> library, ItemTableModel::Rows rows)
-{
-    model_->show(std::move(library), std::move(rows));
-    table_->scrollToTop();
-}
+ItemTable::~ItemTable() = default;
 
 } // namespace vantorel

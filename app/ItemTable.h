@@ -7,21 +7,20 @@
 #include <vector>
 
 #include <QtCore/qabstractitemmodel.h>
-#include <QtWidgets/qwidget.h>
-
-class QLabel;
-class QStackedWidget;
-class QTableView;
+#include <QtWidgets/qtableview.h>
 
 namespace vantorel {
 
+class PictureService;
+class VisiblePictures;
+
 /// Items of a scan with what is really on this disk, in any number: a view asks for what it shows alone.
-/// Sorted in the background.
+/// Sorted in the background. The table and the grid of items show the same model.
 class ItemTableModel final : public QAbstractTableModel {
     Q_OBJECT
 
 public:
-    enum Column { name, date, status, columnCount_ };
+    enum Column { picture, name, date, status, columnCount_ };
     using Rows = std::vector<std::size_t>; ///< Positions of assets in the snapshot.
 
     explicit ItemTableModel(QObject* parent = nullptr);
@@ -30,6 +29,12 @@ public:
     void show(std::shared_ptr<const ScannedLibrary> library, Rows rows);
     /// "name, date, status", one line for each row, separated by tabs.
     QString asText() const;
+    QString lineAt(int row) const;
+
+    const std::shared_ptr<const ScannedLibrary>& library() const { return library_; }
+    std::size_t positionAt(int row) const { return rows_[static_cast<std::size_t>(row)]; }
+    const Asset& assetAt(int row) const;
+    const OriginalEntry& entryAt(int row) const;
 
     int rowCount(const QModelIndex& parent = {}) const override;
     int columnCount(const QModelIndex& parent = {}) const override;
@@ -38,8 +43,8 @@ public:
     void sort(int column, Qt::SortOrder order) override;
 
 private:
-    const Asset& assetAt(int row) const;
     QString textAt(int row, int column) const;
+    void applyOrder(Rows rows);
 
     std::shared_ptr<const ScannedLibrary> library_{};
     Rows rows_{};
@@ -49,16 +54,21 @@ private:
     std::shared_ptr<Mailbox> mailbox_;
 };
 
-/// The table with its words for "nothing here".
-class ItemTable final : public QWidget {
+/// "2024-05-03 12:17", at the place where it was taken as far as that is known; "" without a date.
+QString itemDateText(const Asset& asset);
+/// What stands beneath a picture: its title, else the first line of its caption, else its name.
+QString itemTitle(const Asset& asset);
+
+/// Items as a table, each with a small picture.
+class ItemTable final : public QTableView {
+    Q_OBJECT
+
 public:
-    explicit ItemTable(QWidget* parent = nullptr);
-    void show(std::shared_ptr<const ScannedLibrary> library, ItemTableModel::Rows rows);
-    ItemTableModel& items() { return *model_; }
+    ItemTable(ItemTableModel& items, PictureService& pictures, QWidget* parent = nullptr);
+    ~ItemTable() override;
 
 private:
-    ItemTableModel* model_;
-    QTableView* table_;
+    std::unique_ptr<VisiblePictures> visible_;
 };
 
 } // namespace vantorel

@@ -4,6 +4,7 @@
 #include "app/Theme.h"
 #include "base/Text.h"
 
+#include <QtGui/qtextdocument.h>
 #include <QtWidgets/qboxlayout.h>
 #include <QtWidgets/qlabel.h>
 #include <QtWidgets/qpushbutton.h>
@@ -16,6 +17,22 @@ QString shown(std::string_view text)
 }
 
 QString displayed(std::string_view bytes) { return shown(displayText(bytes)); }
+
+QString displayedText(std::string_view bytes)
+{
+    QStringList lines;
+    for (auto rest = std::optional(bytes); rest;) {
+        const auto end = rest->find('\n');
+        lines << displayed(rest->substr(0, end));
+        rest = end == std::string_view::npos ? std::nullopt : std::optional(rest->substr(end + 1));
+    }
+    return lines.join('\n');
+}
+
+QString plainToolTip(const QString& text)
+{
+    return Qt::mightBeRichText(text) ? "<qt>" + text.toHtmlEscaped().replace('\n', "<br>") + "</qt>" : text;
+}
 
 WarningLine::WarningLine(const QString& text, Kind kind, QWidget* parent)
     : QWidget(parent)

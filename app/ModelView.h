@@ -19,6 +19,11 @@ namespace vantorel {
 QString shown(std::string_view text);
 /// A name or a path from a disk: control characters made visible.
 QString displayed(std::string_view bytes);
+/// The same of a text of several lines, which stay.
+QString displayedText(std::string_view bytes);
+/// A tooltip that shows the text as it is: what looks like markup would else be read as such, and names come
+/// from libraries.
+QString plainToolTip(const QString& text);
 
 /// A widget that shows a part of the model: whatever it watches changes, it is refreshed once, after the
 /// model has come to rest.

@@ -1,13 +1,15 @@
 #include "app/ProblemsTab.h"
 
-#include "app/ItemTable.h"
+#include "app/Charts.h"
+#include "app/ItemBrowser.h"
+#include "app/Layouts.h"
 #include "app/Theme.h"
 #include "base/Text.h"
 
 #include <QtGui/qclipboard.h>
 #include <QtGui/qguiapplication.h>
 #include <QtWidgets/qboxlayout.h>
-#include <QtWidgets/qcombobox.h>
+#include <QtWidgets/qbuttongroup.h>
 #include <QtWidgets/qlabel.h>
 #include <QtWidgets/qpushbutton.h>
 #include <QtWidgets/qstackedwidget.h>
@@ -17,6 +19,8 @@ namespace vantorel {
 using theme::TextStyle;
 
 namespace {
+
+constexpr int allKinds = static_cast<int>(originalClassCount);
 
 QWidget* nothingMissing()
 {
@@ -41,7 +45,7 @@ QWidget* nothingMissing()
 
 } // namespace
 
-ProblemsTab::ProblemsTab(AppModel& app, QWidget* parent)
+ProblemsTab::ProblemsTab(AppModel& app, PictureService& pictures, QWidget* parent)
     : ModelView(app, parent)
 {
     auto* outer = new QVBoxLayout(this);
@@ -49,26 +53,19 @@ ProblemsTab::ProblemsTab(AppModel& app, QWidget* parent)
     stack_ = new QStackedWidget;
     outer->addWidget(stack_);
     stack_->addWidget(nothingMissing());
-    auto* list = new QWidget;
-    auto* layout = new QVBoxLayout(list);
-    layout->setContentsMargins(0, 0, 0, 0);
-    auto* line = new QHBoxLayout;
-    filter_ = new QComboBox;
-    filter_->setAccessibleName("What is listed");
-    filter_->setSizeAdjustPolicy(QComboBox::AdjustToContents);
+    items_ = new ItemBrowser(app, pictures, ItemBrowser::Place::limited);
+    auto* chips = new QWidget;
+    chips_ = new FlowLayout(6, 6);
+    chips->setLayout(chips_);
+    filter_ = new QButtonGroup(this);
     auto* copy = new QPushButton("Copy List");
     connect(copy, &QPushButton::clicked, this,
         [this] { QGuiApplication::clipboard()->setText(items_->items().asText()); });
-    line->addWidget(filter_);
-    line->addStretch();
-    line->addWidget(copy);
-    layout->addLayout(line);
-    items_ = new ItemTable;
-    layout->addWidget(items_, 1);
-    stack_->addWidget(list);
-    connect(filter_, &QComboBox::activated, this, [this](int index) {
-        const int kind = filter_->itemData(index).toInt();
-        app_.showLimited(kind < 0 ? std::nullopt : std::optional(static_cast<OriginalClass>(kind)));
+    items_->head().addWidget(chips, 1);
+    items_->head().addWidget(copy, 0, Qt::AlignTop);
+    stack_->addWidget(items_);
+    connect(filter_, &QButtonGroup::idClicked, this, [this](int kind) {
+        app_.showLimited(kind == allKinds ? std::nullopt : std::optional(static_cast<OriginalClass>(kind)));
     });
     watch(app_.scanned, app_.limitedFilter);
 }
@@ -79,15 +76,32 @@ void ProblemsTab::fillFilter()
     for (const auto pk : shown_->overview.limitedAssets) {
         ++counts[static_cast<std::size_t>(originalClass(entryOf(*shown_->result, pk)))];
     }
-    filter_->clear();
-    filter_->addItem(
-        "All (" + shown(grouped(static_cast<std::int64_t>(shown_->overview.limitedAssets.size()))) + ")", -1);
+    clearLayout(*chips_);
+    for (auto* chip : filter_->buttons()) {
+        filter_->removeButton(chip);
+    }
+    addChip(allKinds, "all", static_cast<std::int64_t>(shown_->overview.limitedAssets.size()));
     for (std::size_t i = 0; i < counts.size(); ++i) {
         if (counts[i] > 0) {
             const auto name = i == 0 ? QString("paired file missing") : shown(originalClassNames[i].second);
-            filter_->addItem(name + " (" + shown(grouped(counts[i])) + ")", static_cast<int>(i));
+            addChip(static_cast<int>(i), name, counts[i]);
         }
     }
+}
+
+void ProblemsTab::addChip(int kind, const QString& name, std::int64_t count)
+{
+    auto* chip = new QPushButton(shown(grouped(count)) + " " + name);
+    chip->setCheckable(true);
+    chip->setAutoDefault(false);
+    chip->setObjectName("chip");
+    chip->setStyleSheet(
+        "QPushButton#chip { border: 1px solid palette(mid); border-radius: 11px; padding: 3px 10px; }"
+        "QPushButton#chip:checked { background: palette(highlight); color: palette(highlighted-text);"
+        " border-color: palette(highlight); }"
+        "QPushButton#chip:focus { border-color: palette(window-text); }");
+    filter_->addButton(chip, kind);
+    chips_->addWidget(chip);
 }
 
 void ProblemsTab::refresh()
@@ -107,7 +121,9 @@ void ProblemsTab::refresh()
 void ProblemsTab::showItems()
 {
     const auto filter = app_.limitedFilter();
-    filter_->setCurrentIndex(std::max(0, filter_->findData(filter ? static_cast<int>(*filter) : -1)));
+    if (auto* chip = filter_->button(filter ? static_cast<int>(*filter) : allKinds)) {
+        chip->setChecked(true);
+    }
     ItemTableModel::Rows rows;
     for (const auto pk : shown_->overview.limitedAssets) {
         if (!filter || originalClass(entryOf(*shown_->result, pk)) == *filter) {

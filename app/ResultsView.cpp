@@ -3,6 +3,7 @@
 #include "app/AlbumsTab.h"
 #include "app/CompareTab.h"
 #include "app/ElidedLabel.h"
+#include "app/LibraryPictures.h"
 #include "app/OverviewTab.h"
 #include "app/ProblemsTab.h"
 #include "app/Theme.h"
@@ -61,8 +62,9 @@ ResultsView::ResultsView(AppModel& app, QWidget* parent)
     tabs_->setDocumentMode(true);
     tabs_->setAccessibleName("Results");
     tabs_->addTab(new OverviewTab(app), "Overview");
-    tabs_->addTab(new AlbumsTab(app), "Albums");
-    tabs_->addTab(new ProblemsTab(app), "Missing or Limited");
+    auto* pictures = makeLibraryPictures(app, this);
+    tabs_->addTab(new AlbumsTab(app, *pictures), "Albums");
+    tabs_->addTab(new ProblemsTab(app, *pictures), "Missing or Limited");
     tabs_->addTab(new CompareTab(app), "Compare");
     connect(tabs_, &QTabWidget::currentChanged, this,
         [this](int index) { app_.setTab(static_cast<ResultTab>(index)); });

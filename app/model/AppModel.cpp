@@ -41,6 +41,7 @@ void AppModel::readSavedOptions()
     if (const auto options = saved ? savedExportOptions(*saved) : std::nullopt) {
         exportOptions.set(*options);
     }
+    itemsLook.set(savedItemsLook(services_.settings->text(settingsKeys::itemsLook).value_or("")));
 }
 
 void AppModel::later(Seconds delay, std::function<void()> action)
@@ -84,6 +85,14 @@ void AppModel::volumesChanged()
 }
 
 void AppModel::setTab(ResultTab chosen) { tab.set(chosen); }
+
+void AppModel::setItemsLook(const ItemsLook& look)
+{
+    if (look != itemsLook()) {
+        itemsLook.set(look);
+        services_.settings->setText(settingsKeys::itemsLook, savedForm(look));
+    }
+}
 
 void AppModel::showLimited(std::optional<OriginalClass> filter)
 {

@@ -2,6 +2,7 @@
 
 #include "app/model/AppServices.h"
 #include "app/model/DiskWaitNotice.h"
+#include "app/model/ItemsLook.h"
 #include "app/model/Mailbox.h"
 #include "app/model/Pace.h"
 #include "app/model/Published.h"
@@ -66,6 +67,7 @@ public:
     Property<ResultTab> tab{ResultTab::overview};
     Property<std::optional<OriginalClass>>
         limitedFilter{}; ///< What of the items without a usable original is listed.
+    Property<ItemsLook> itemsLook{};
 
     Property<std::shared_ptr<const LibraryComparison>> comparison{};
     Property<std::optional<FoundLibrary>> comparedWith{};
@@ -113,6 +115,8 @@ public:
     void setTab(ResultTab chosen);
     /// The items without a usable original, or one class of them.
     void showLimited(std::optional<OriginalClass> filter);
+    /// Is remembered.
+    void setItemsLook(const ItemsLook& look);
     /// From the results to the list of libraries. What was scanned stays until another library is scanned.
     void showSources();
     /// Back to the results of the last scan, where there is one.

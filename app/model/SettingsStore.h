@@ -24,6 +24,7 @@ inline constexpr std::string_view onboardingDone = "onboarding.done";
 inline constexpr std::string_view seenWelcome = "onboarding.seenWelcome";
 inline constexpr std::string_view exportOptions = "export.options";
 inline constexpr std::string_view exportDestination = "export.destination";
+inline constexpr std::string_view itemsLook = "items.look";
 } // namespace settingsKeys
 
 } // namespace vantorel

@@ -1,10 +1,12 @@
 #include "app/ExportSheet.h"
 #include "app/MainWindow.h"
+#include "app/PictureGrid.h"
 #include "app/Theme.h"
 #include "app/model/RealServices.h"
 #include "base/Clock.h"
 #include "tests/app/AppFixture.h"
 #include "tests/sample/SampleFixture.h"
+#include "tests/support/ManualClock.h"
 
 #include <gmock/gmock.h>
 
@@ -82,7 +84,9 @@ protected:
         for (int i = 0; i < 3; ++i) {
             workers->runAll();
             QApplication::processEvents();
+            ManualClock::waitForThreads(); // pictures are read on threads of their own
         }
+        QApplication::processEvents();
     }
 
     /// Lets the views be refreshed; the work waits.
@@ -264,12 +268,13 @@ TEST_F(Windows, scanShowExportStopAndContinue)
     auto* tree = visible<QTreeView>();
     ASSERT_NE(tree, nullptr);
     tree->expandAll();
-    for (auto index = tree->indexAt({4, 4}); index.isValid() && !visible<QTableView>();
+    for (auto index = tree->indexAt({4, 4}); index.isValid() && !visible<PictureGrid>();
         index = tree->indexBelow(index)) {
         tree->setCurrentIndex(index);
     }
-    ASSERT_NE(visible<QTableView>(), nullptr) << "no album was found";
-    EXPECT_GT(visible<QTableView>()->model()->rowCount(), 0);
+    ASSERT_NE(visible<PictureGrid>(), nullptr) << "no album was found";
+    EXPECT_GT(visible<PictureGrid>()->model()->rowCount(), 0);
+    settle();
     picture("albums");
     model->setTab(ResultTab::notSaved);
     settle();

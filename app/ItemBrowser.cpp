@@ -1,0 +1,228 @@
+#include "app/ItemBrowser.h"
+
+#include "app/LargePreview.h"
+#include "app/PictureGrid.h"
+#include "app/PreviewPane.h"
+#include "app/Theme.h"
+#include "app/pictures/PictureService.h"
+
+#include <algorithm>
+#include <utility>
+
+#include <QtGui/qclipboard.h>
+#include <QtGui/qevent.h>
+#include <QtGui/qguiapplication.h>
+#include <QtWidgets/qboxlayout.h>
+#include <QtWidgets/qbuttongroup.h>
+#include <QtWidgets/qlabel.h>
+#include <QtWidgets/qpushbutton.h>
+#include <QtWidgets/qslider.h>
+#include <QtWidgets/qsplitter.h>
+#include <QtWidgets/qstackedwidget.h>
+#include <QtWidgets/qtoolbutton.h>
+
+namespace vantorel {
+
+ItemBrowser::ItemBrowser(AppModel& app, PictureService& pictures, Place place, QWidget* parent)
+    : ModelView(app, parent)
+    , pictures_(pictures)
+    , place_(place)
+    , items_(new ItemTableModel(this))
+{
+    auto* layout = new QVBoxLayout(this);
+    layout->setContentsMargins(0, 0, 0, 0);
+    layout->setSpacing(8);
+    auto* line = new QHBoxLayout;
+    line->setSpacing(4);
+    head_ = new QHBoxLayout;
+    head_->setSpacing(8);
+    line->addLayout(head_, 1);
+    zoom_ = new QSlider(Qt::Horizontal);
+    zoom_->setRange(ItemsLook::leastTile, ItemsLook::mostTile);
+    zoom_->setSingleStep(16);
+    zoom_->setPageStep(32);
+    zoom_->setFixedWidth(96);
+    zoom_->setToolTip("Size of the pictures");
+    zoom_->setAccessibleName("Size of the pictures");
+    line->addWidget(zoom_);
+    asGrid_ = addSwitch("square.grid.2x2", "Show as Pictures");
+    asTable_ = addSwitch("list.bullet", "Show as List");
+    withPreview_ = addSwitch("sidebar.right", "Show Preview");
+    auto* either = new QButtonGroup(this);
+    either->addButton(asGrid_);
+    either->addButton(asTable_);
+    line->addSpacing(4);
+    line->addWidget(asGrid_);
+    line->addWidget(asTable_);
+    line->addSpacing(4);
+    line->addWidget(withPreview_);
+    layout->addLayout(line);
+
+    disk_ = new QWidget;
+    auto* diskLine = new QHBoxLayout(disk_);
+    diskLine->setContentsMargins(0, 0, 0, 0);
+    diskText_ = theme::text("", theme::TextStyle::quiet);
+    tryAgain_ = new QPushButton("Try Again");
+    diskLine->addWidget(diskText_, 1);
+    diskLine->addWidget(tryAgain_, 0, Qt::AlignTop);
+    layout->addWidget(disk_);
+
+    auto* splitter = new QSplitter;
+    splitter->setChildrenCollapsible(false);
+    views_ = new QStackedWidget;
+    grid_ = new PictureGrid(*items_, pictures_);
+    table_ = new ItemTable(*items_, pictures_);
+    // One selection, whichever way it is looked at.
+    auto* unused = grid_->selectionModel();
+    grid_->setSelectionModel(table_->selectionModel());
+    unused->deleteLater();
+    views_->addWidget(grid_);
+    views_->addWidget(table_);
+    splitter->addWidget(views_);
+    preview_ = new PreviewPane(pictures_);
+    splitter->addWidget(preview_);
+    splitter->setStretchFactor(0, 1);
+    splitter->setSizes({560, 260});
+    layout->addWidget(splitter, 1);
+
+    for (auto* view : std::initializer_list<QAbstractItemView*>{grid_, table_}) {
+        view->installEventFilter(this);
+        connect(view, &QAbstractItemView::doubleClicked, this, [this] { openLarge(); });
+    }
+    connect(table_->selectionModel(), &QItemSelectionModel::currentChanged, this, [this] { showPreview(); });
+    connect(items_, &QAbstractItemModel::modelReset, this, [this] { showPreview(); });
+    connect(asGrid_, &QToolButton::clicked, this, [this] { showGrid(true); });
+    connect(asTable_, &QToolButton::clicked, this, [this] { showGrid(false); });
+    connect(withPreview_, &QToolButton::clicked, this, [this](bool shows) {
+        auto look = app_.itemsLook();
+        look.showsPreview = shows;
+        app_.setItemsLook(look);
+    });
+    connect(zoom_, &QSlider::valueChanged, this, [this](int tile) {
+        auto look = app_.itemsLook();
+        look.tile = tile;
+        app_.setItemsLook(look);
+    });
+    connect(tryAgain_, &QPushButton::clicked, this, [this] { pictures_.tryAgain(); });
+    connect(&pictures_, &PictureService::diskChanged, this, [this] { showDisk(); });
+    showDisk();
+    watch(app_.itemsLook);
+}
+
+QToolButton* ItemBrowser::addSwitch(const char* symbol, const QString& title)
+{
+    auto* button = new QToolButton;
+    button->setIcon(theme::symbolIcon(symbol, palette()));
+    button->setCheckable(true);
+    button->setAutoRaise(true);
+    button->setFocusPolicy(Qt::TabFocus);
+    button->setToolTip(title);
+    button->setAccessibleName(title);
+    return button;
+}
+
+void ItemBrowser::show(std::shared_ptr<const ScannedLibrary> library, ItemTableModel::Rows rows)
+{
+    if (items_->library() == library && given_ == rows) {
+        return; // what is selected, and where one was, stays
+    }
+    given_ = rows;
+    items_->show(std::move(library), std::move(rows));
+    grid_->scrollToTop();
+    table_->scrollToTop();
+}
+
+void ItemBrowser::refresh()
+{
+    const auto look = app_.itemsLook();
+    const bool isGrid = place_ == Place::albums ? look.albumsAsGrid : look.limitedAsGrid;
+    asGrid_->setChecked(isGrid);
+    asTable_->setChecked(!isGrid);
+    withPreview_->setChecked(look.showsPreview);
+    zoom_->setVisible(isGrid);
+    zoom_->setValue(look.tile);
+    grid_->setTile(look.tile);
+    preview_->setVisible(look.showsPreview);
+    auto& wanted = isGrid ? static_cast<QAbstractItemView&>(*grid_) : *table_;
+    if (&current() != &wanted) {
+        const bool hadFocus = current().hasFocus();
+        // A grid knows the first column alone.
+        const auto index = current().currentIndex().siblingAtColumn(ItemTableModel::picture);
+        table_->selectionModel()->setCurrentIndex(index, QItemSelectionModel::NoUpdate);
+        views_->setCurrentWidget(&wanted);
+        wanted.scrollTo(index, QAbstractItemView::PositionAtCenter);
+        if (hadFocus) {
+            wanted.setFocus();
+        }
+    }
+}
+
+void ItemBrowser::showGrid(bool isGrid)
+{
+    auto look = app_.itemsLook();
+    (place_ == Place::albums ? look.albumsAsGrid : look.limitedAsGrid) = isGrid;
+    app_.setItemsLook(look);
+}
+
+QAbstractItemView& ItemBrowser::current()
+{
+    return static_cast<QAbstractItemView&>(*views_->currentWidget());
+}
+
+void ItemBrowser::showPreview()
+{
+    const auto index = table_->currentIndex();
+    if (index.isValid()) {
+        preview_->show(items_->library(), items_->positionAt(index.row()));
+    } else {
+        preview_->clear();
+    }
+}
+
+void ItemBrowser::showDisk()
+{
+    const auto text = pictures_.diskText();
+    disk_->setVisible(!text.empty());
+    diskText_->setText(shown(text));
+    tryAgain_->setVisible(
+        pictures_.disk() == PictureService::Disk::silent || pictures_.disk() == PictureService::Disk::gone);
+}
+
+void ItemBrowser::openLarge()
+{
+    if (!large_) {
+        large_ = new LargePreview(app_, pictures_, *items_, *window());
+    }
+    large_->open(current());
+}
+
+void ItemBrowser::copySelected()
+{
+    auto rows = table_->selectionModel()->selectedRows(ItemTableModel::picture);
+    std::ranges::sort(rows, {}, &QModelIndex::row);
+    QString text;
+    for (const auto& index : rows) {
+        text += items_->lineAt(index.row()) + '\n';
+    }
+    if (!text.isEmpty()) {
+        QGuiApplication::clipboard()->setText(text);
+    }
+}
+
+bool ItemBrowser::eventFilter(QObject* watched, QEvent* event)
+{
+    if (event->type() == QEvent::KeyPress) {
+        auto* key = static_cast<QKeyEvent*>(event);
+        if (key->key() == Qt::Key_Space || key->key() == Qt::Key_Return || key->key() == Qt::Key_Enter) {
+            openLarge();
+            return true;
+        }
+        if (key->matches(QKeySequence::Copy)) {
+            copySelected();
+            return true;
+        }
+    }
+    return ModelView::eventFilter(watched, event);
+}
+
+} // namespace vantorel
