@@ -30,7 +30,6 @@ struct SharedWork {
     std::size_t count = 0;
     std::vector<std::optional<T>> results{}; ///< Each written by the thread that took its number.
     std::atomic<std::size_t> next{0};
-    Signal done{}; ///< Once for each helper.
     std::mutex lock{};
     std::exception_ptr exception{}; ///< The first; under the lock.
 
@@ -62,12 +61,14 @@ auto atOnce(const std::shared_ptr<const Clock>& clock, const std::shared_ptr<Hea
     using T = std::invoke_result_t<Work&, std::size_t>;
     using Shared = detail::SharedWork<Work, T>;
     const auto shared = std::make_shared<Shared>(std::move(work), spread.count);
+    const auto done = std::make_shared<Signal>(); // once for each helper
     shared->results.resize(spread.count);
     std::size_t helpers = 0;
     while (helpers + 1 < std::min(spread.atOnce, spread.count)) {
-        const bool isStarted = detail::startWorker([shared] {
-            shared->takePart();
-            shared->done.release();
+        const bool isStarted = detail::startWorker([part = shared, done]() mutable {
+            part->takePart();
+            part.reset(); // what the work holds is closed by the time its results are seen
+            done->release();
         });
         if (!isStarted) {
             break; // slower, and no worse
@@ -77,7 +78,7 @@ auto atOnce(const std::shared_ptr<const Clock>& clock, const std::shared_ptr<Hea
     shared->takePart();
     constexpr auto slice = std::chrono::duration_cast<std::chrono::nanoseconds>(DiskPatience::pollingSlice);
     while (helpers > 0) {
-        if (clock->acquire(shared->done, slice)) {
+        if (clock->acquire(*done, slice)) {
             --helpers;
         } else if (heartbeat->gaveUp()) {
             detail::noteAbandonedThread();

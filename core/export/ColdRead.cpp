@@ -1,36 +1,24 @@
 #include "export/ColdRead.h"
 
-#include "base/Digest.h"
-#include "disk/ChunkCopy.h"
+#include "disk/ChunkBuffer.h"
+#include "export/DigestBehind.h"
 
 #include <cerrno>
-#include <memory>
-#include <new>
-#include <optional>
-#include <span>
+#include <cstddef>
 #include <tuple>
 
 namespace vantorel {
 
 namespace {
 
-constexpr std::align_val_t bufferAlignment{4'096}; // what reads past the cache ask of a buffer
-
-class AlignedBuffer {
-public:
-    AlignedBuffer()
-        : bytes_(static_cast<std::byte*>(::operator new(ChunkCopy::chunkBytes, bufferAlignment)))
-    {
-    }
-    AlignedBuffer(const AlignedBuffer&) = delete;
-    AlignedBuffer& operator=(const AlignedBuffer&) = delete;
-    ~AlignedBuffer() { ::operator delete(bytes_, bufferAlignment); }
-
-    std::span<std::byte> bytes() const { return {bytes_, ChunkCopy::chunkBytes}; }
-
-private:
-    std::byte* bytes_;
-};
+/// As much as there may still be to read, in whole blocks: what is asked for beyond the end of a file is
+/// filled with zeros.
+std::size_t nextRead(std::int64_t left)
+{
+    constexpr auto block = static_cast<std::int64_t>(ChunkBuffer::alignment);
+    constexpr auto chunk = static_cast<std::int64_t>(ChunkBuffer::size);
+    return static_cast<std::size_t>(left >= chunk ? chunk : (left + block - 1) / block * block);
+}
 
 std::unexpected<ColdReadFailure> failed(int code)
 {
@@ -45,8 +33,7 @@ bool isStopped(const ColdReadRequest& request)
 /// Whether a read past the cache was refused as such, so that an ordinary one may do.
 bool isRefusedMode(int code) { return code == EINVAL || code == ENOTSUP || code == EOPNOTSUPP; }
 
-std::expected<FileDigest, ColdReadFailure> digestOf(
-    const ColdReadRequest& request, int fd, const AlignedBuffer& buffer)
+std::expected<FileDigest, ColdReadFailure> digestOf(const ColdReadRequest& request, int fd)
 {
     const SystemCalls& calls = *request.root->calls();
     const auto status = calls.statusOf(fd);
@@ -59,21 +46,21 @@ std::expected<FileDigest, ColdReadFailure> digestOf(
     if (status->size != request.expectedSize) {
         return FileDigest{.size = status->size};
     }
-    Sha256 digest;
+    DigestBehind digest(request.clock, request.clock ? status->size : 0);
     std::int64_t done = 0;
     // The size bounds the loop: after a short read at the end an unaligned offset would be refused.
     while (done < status->size) {
         if (isStopped(request)) {
             return std::unexpected(ColdReadFailure{.kind = ColdReadFailure::Kind::stopped});
         }
-        const auto got = calls.readAt(fd, buffer.bytes(), done);
+        const auto got = calls.readAt(fd, digest.buffer().first(nextRead(status->size - done)), done);
         if (!got) {
             return failed(got.error());
         }
         if (*got == 0) {
             break; // cut short meanwhile
         }
-        digest.add(buffer.bytes().first(*got));
+        digest.add(*got);
         done += static_cast<std::int64_t>(*got);
         if (request.heartbeat) {
             request.heartbeat->beat();
@@ -85,8 +72,7 @@ std::expected<FileDigest, ColdReadFailure> digestOf(
     return FileDigest{.size = done, .sha256 = digest.finish()};
 }
 
-std::expected<FileDigest, ColdReadFailure> openedAndRead(
-    const ColdReadRequest& request, int extraFlags, const AlignedBuffer& buffer)
+std::expected<FileDigest, ColdReadFailure> openedAndRead(const ColdReadRequest& request, int extraFlags)
 {
     const auto& calls = request.root->calls();
     const auto file = request.root->openFile(request.relative, readOnlyOpenFlags() | extraFlags);
@@ -97,23 +83,22 @@ std::expected<FileDigest, ColdReadFailure> openedAndRead(
         // The system knows only how to forget what it holds; where it cannot even that, the cache is read.
         std::ignore = calls->dropCached(file->get());
     }
-    return digestOf(request, file->get(), buffer);
+    return digestOf(request, file->get());
 }
 
 } // namespace
 
 std::expected<FileDigest, ColdReadFailure> coldDigest(const ColdReadRequest& request)
 {
-    const AlignedBuffer buffer;
     if (const int pastTheCache = uncachedOpenFlag(); pastTheCache != 0) {
-        auto digest = openedAndRead(request, pastTheCache, buffer);
+        auto digest = openedAndRead(request, pastTheCache);
         const bool isRefused = !digest && digest.error().kind == ColdReadFailure::Kind::error
             && isRefusedMode(digest.error().code);
         if (!isRefused) {
             return digest;
         }
     }
-    return openedAndRead(request, 0, buffer);
+    return openedAndRead(request, 0);
 }
 
 } // namespace vantorel

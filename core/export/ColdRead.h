@@ -37,6 +37,7 @@ struct ColdReadRequest {
     std::shared_ptr<Heartbeat> heartbeat{};
     SharedCancelToken cancel{};
     std::function<void(std::int64_t bytes)> afterChunk{};
+    std::shared_ptr<const Clock> clock{}; ///< With it a large file is hashed on a thread beside the reading.
 };
 
 /// Reads a file past the cache and gives its digest. Blocks; beats after every chunk.

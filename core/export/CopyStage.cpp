@@ -1,10 +1,11 @@
 #include "export/CopyStage.h"
 
-#include "base/Digest.h"
+#include "export/DigestBehind.h"
 
 #include <algorithm>
 #include <atomic>
 #include <cerrno>
+#include <iterator>
 #include <tuple>
 
 namespace vantorel {
@@ -59,7 +60,7 @@ struct CopyWork {
     std::shared_ptr<const SavingContext> context;
     ChunkCopy::Request request;
     std::int64_t expectedSize = 0;
-    std::shared_ptr<Sha256> digest = std::make_shared<Sha256>();
+    std::shared_ptr<DigestBehind> digest{};
 
     CopyEnd operator()(const std::shared_ptr<Heartbeat>& heartbeat)
     {
@@ -82,24 +83,41 @@ struct CopyWork {
 
 } // namespace
 
-void CopyStage::run(CommitGroup& group)
+CommitGroup CopyStage::run(CommitGroup& group)
 {
-    for (SavingItem& item : group.items) {
-        const PlannedItem& planned = context_->plan->items[item.index];
-        context_->box->begin(item.index, context_->sidecars->name(item.index));
-        context_->steps->tellProgress();
-        item.parts.resize(planned.files.size());
-        for (std::size_t file = 0; file < item.parts.size(); ++file) {
-            if (file > 0 && !item.isAlive()) {
-                item.parts[file].cause = item.parts.front().cause;
-                continue;
-            }
-            group.stop = copy(item.index, file, item.parts[file]);
-            if (group.stop) {
-                return;
-            }
+    const auto begin = steps_->clock()->uptime();
+    for (std::size_t i = 0; i < group.items.size(); ++i) {
+        if (i > 0 && steps_->clock()->uptime() - begin > context_->settings.group.time) {
+            const auto left = group.items.begin() + static_cast<std::ptrdiff_t>(i);
+            CommitGroup rest;
+            rest.items.assign(std::make_move_iterator(left), std::make_move_iterator(group.items.end()));
+            group.items.erase(left, group.items.end());
+            return rest;
+        }
+        if (const auto stop = copy(group.items[i])) {
+            group.cutFrom(i, *stop);
+            return {};
         }
     }
+    return {};
+}
+
+std::optional<RunStop> CopyStage::copy(SavingItem& item)
+{
+    const PlannedItem& planned = context_->plan->items[item.index];
+    context_->box->begin(item.index, context_->sidecars->name(item.index));
+    steps_->tellProgress();
+    item.parts.resize(planned.files.size());
+    for (std::size_t file = 0; file < item.parts.size(); ++file) {
+        if (file > 0 && !item.isAlive()) {
+            item.parts[file].cause = item.parts.front().cause;
+            continue;
+        }
+        if (const auto stop = copy(item.index, file, item.parts[file])) {
+            return stop;
+        }
+    }
+    return std::nullopt;
 }
 
 std::optional<RunStop> CopyStage::copy(std::size_t item, std::size_t file, FilePart& part)
@@ -161,11 +179,14 @@ CopyStage::Try CopyStage::copyOnce(std::size_t item, const PlannedFile& file, Se
     }
     const DiskPath temporary = freshTemporary();
     const auto counted = std::make_shared<std::atomic<std::int64_t>>(0);
-    CopyWork work{.context = context_, .request = {}, .expectedSize = file.size};
+    CopyWork work{.context = context_,
+        .request = {},
+        .expectedSize = file.size,
+        .digest = std::make_shared<DigestBehind>(steps_->clock(), file.size)};
     work.request.source = *source;
     work.request.destination = {.root = context_->root, .relative = temporary};
     work.request.stallLimit = stallLimit;
-    work.request.cancel = context_->steps->cancel();
+    work.request.cancel = steps_->cancel();
     work.request.uncachedDestination = true;
     work.request.syncAtEnd = false; // the next stage does, for the whole group
     work.request.keepModified = true;
@@ -188,7 +209,7 @@ CopyStage::Try CopyStage::copyOnce(std::size_t item, const PlannedFile& file, Se
         };
     }
 
-    const auto end = context_->steps->run(DiskPatience::destinationWrite, std::move(work));
+    const auto end = steps_->run(DiskPatience::destinationWrite, std::move(work));
     if (end && end->copied) {
         return Copied{.temporary = temporary, .content = {.size = end->copied->bytes, .sha256 = end->sha256}};
     }
@@ -218,7 +239,7 @@ std::expected<ChunkCopy::Place, CopyStage::Trouble> CopyStage::placeOf(const Pla
     }
     const DiskPath folder = file.source.parent_path();
     if (!outside_ || outsidePath_ != folder) {
-        const auto opened = context_->steps->run(context_->settings.stallTimeout,
+        const auto opened = steps_->run(context_->settings.stallTimeout,
             [calls = context_->calls, folder](
                 const std::shared_ptr<Heartbeat>&) { return openOutside(calls, folder); });
         if (!opened && opened.error() == DiskSteps::Trouble::cancelled) {
@@ -239,16 +260,15 @@ std::expected<ChunkCopy::Place, CopyStage::Trouble> CopyStage::placeOf(const Pla
 /// Tells a link, a cloud file, a disk that is gone and a bad spot apart, by one more look.
 CopyStage::Trouble CopyStage::judgedRead(const ChunkCopy::Place& source, const ChunkCopy::Failure& failure)
 {
-    const auto look =
-        context_->steps->run(std::min(context_->settings.stallTimeout, DiskPatience::singleLook),
-            [source, watch = context_->libraryWatch](const std::shared_ptr<Heartbeat>& heartbeat) {
-                SourceLook seen{.status = std::nullopt, .volumeIsThere = watch->isStillThere()};
-                heartbeat->beat();
-                if (const auto status = source.root->status(source.relative)) {
-                    seen.status = *status;
-                }
-                return seen;
-            });
+    const auto look = steps_->run(std::min(context_->settings.stallTimeout, DiskPatience::singleLook),
+        [source, watch = context_->libraryWatch](const std::shared_ptr<Heartbeat>& heartbeat) {
+            SourceLook seen{.status = std::nullopt, .volumeIsThere = watch->isStillThere()};
+            heartbeat->beat();
+            if (const auto status = source.root->status(source.relative)) {
+                seen.status = *status;
+            }
+            return seen;
+        });
     if (!look && look.error() == DiskSteps::Trouble::cancelled) {
         return {.stop = RunStop{.state = ExportOutcome::Cancelled{}}};
     }

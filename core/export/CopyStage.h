@@ -10,15 +10,18 @@
 namespace vantorel {
 
 /// The first stage: reads the files of the library, hashes them and writes them into temporary files. Judges
-/// the library's disk: what failed on it, whether it is still worth asking. One thread.
+/// the library's disk: what failed on it, whether it is still worth asking. One thread, the run's or one
+/// beside it.
 class CopyStage {
 public:
-    explicit CopyStage(std::shared_ptr<const SavingContext> context)
+    CopyStage(std::shared_ptr<const SavingContext> context, std::shared_ptr<const DiskSteps> steps)
         : context_(std::move(context))
+        , steps_(std::move(steps))
     {
     }
 
-    void run(CommitGroup& group);
+    /// Gives back the items that it did not begin, since those before them took the time that a group has.
+    CommitGroup run(CommitGroup& group);
 
 private:
     struct Copied {
@@ -32,7 +35,9 @@ private:
     };
     using Try = std::expected<Copied, Trouble>;
 
-    /// Fills the part; a stop where the run ends here.
+    /// Fills the item's parts; a stop where the run ends here.
+    std::optional<RunStop> copy(SavingItem& item);
+    /// Fills the part; likewise.
     std::optional<RunStop> copy(std::size_t item, std::size_t file, FilePart& part);
     Try copyOnce(std::size_t item, const PlannedFile& file, Seconds stallLimit);
     std::expected<ChunkCopy::Place, Trouble> placeOf(const PlannedFile& file);
@@ -40,6 +45,7 @@ private:
     std::optional<RunStop> noted(const std::optional<SkipCause>& cause);
 
     std::shared_ptr<const SavingContext> context_;
+    std::shared_ptr<const DiskSteps> steps_;
     std::shared_ptr<const Root> outside_; ///< Of the last file outside the library.
     DiskPath outsidePath_;
     int failuresInARow_ = 0;

@@ -237,6 +237,7 @@ std::expected<CheckedStart, std::string> DestinationLook::run(Heartbeat& heartbe
         .destination = std::move(*root),
         .destinationWatch = std::make_shared<const VolumeWatch>(calls, folder),
         .volume = *volume,
+        .destinationDrive = driveOf(*calls, folder),
     };
     if (*unfinished && (*unfinished)->planID == planID) {
         heartbeat.beat();

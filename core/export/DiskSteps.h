@@ -32,6 +32,13 @@ public:
     }
 
     DiskSteps withoutCancel() const { return {clock_, nullptr, box_, progress_, patience_}; }
+    /// For another thread than the run's: what it has to tell is told by the run's.
+    DiskSteps besideTheRun(SharedCancelToken cancel) const
+    {
+        DiskSteps steps(clock_, std::move(cancel), box_, nullptr, patience_);
+        steps.tells_ = false;
+        return steps;
+    }
 
     /// `work` gets the heartbeat and owns all that it touches. A destination gets no more patience than the
     /// caller has, and all of that in its longest steps.
@@ -57,14 +64,20 @@ public:
         auto outcome = guardedRun(clock_, patience, std::move(work));
         tellProgress();
         if (outcome.isStalled()) {
-            return std::unexpected(isCancelled(cancel_) ? Trouble::cancelled : Trouble::silent);
+            return std::unexpected(whyNone());
         }
         return std::move(outcome).value();
     }
 
+    /// Why a step that was given up has no result.
+    Trouble whyNone() const { return isCancelled(cancel_) ? Trouble::cancelled : Trouble::silent; }
+
     /// Hands what changed to the caller of the export, on this thread.
     void tellProgress() const
     {
+        if (!tells_) {
+            return;
+        }
         for (const ExportProgress& change : box_->takeChanges()) {
             if (progress_) {
                 progress_(change);
@@ -81,6 +94,7 @@ private:
     std::shared_ptr<RunBox> box_;
     std::function<void(const ExportProgress&)> progress_;
     Seconds patience_;
+    bool tells_ = true;
 };
 
 } // namespace vantorel

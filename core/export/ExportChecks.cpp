@@ -39,6 +39,7 @@ struct LibraryLook {
     std::shared_ptr<const Root> root;
     std::shared_ptr<const VolumeWatch> watch;
     FileIdentity identity;
+    Drive drive;
 };
 
 CallResult<LibraryLook> lookAtLibrary(const std::shared_ptr<const SystemCalls>& calls, const DiskPath& path)
@@ -55,6 +56,7 @@ CallResult<LibraryLook> lookAtLibrary(const std::shared_ptr<const SystemCalls>& 
         .root = std::move(*root),
         .watch = std::make_shared<const VolumeWatch>(calls, path),
         .identity = identityOf(*status),
+        .drive = driveOf(*calls, path),
     };
 }
 
@@ -140,6 +142,7 @@ std::expected<CheckedStart, State> checkStart(const CoreServices& services, cons
     CheckedStart start = std::move(**destination);
     start.library = (*library)->root;
     start.libraryWatch = (*library)->watch;
+    start.libraryDrive = (*library)->drive;
     const std::int64_t needed = bytesStillNeeded(plan, start.continued, start.volume.blockSize);
     if (request.settings.checkFreeSpace && needed > start.volume.freeBytes) {
         return std::unexpected(

@@ -2,6 +2,7 @@
 
 #include "discovery/volumes/VolumeInfo.h"
 #include "discovery/volumes/VolumeWatch.h"
+#include "disk/Drive.h"
 #include "export/DiskSteps.h"
 #include "export/UnfinishedExport.h"
 
@@ -31,6 +32,8 @@ struct CheckedStart {
     std::shared_ptr<const VolumeWatch> libraryWatch{};
     std::shared_ptr<const VolumeWatch> destinationWatch{};
     VolumeInfo volume{}; ///< Of the destination.
+    Drive libraryDrive{};
+    Drive destinationDrive{};
     std::optional<ContinuedExport> continued{};
 };
 

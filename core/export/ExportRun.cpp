@@ -9,6 +9,7 @@
 #include <cerrno>
 #include <chrono>
 #include <exception>
+#include <span>
 #include <unordered_set>
 
 namespace vantorel {
@@ -140,6 +141,10 @@ std::optional<ExportOutcome> ExportRun::begin()
         .destinationWatch = start_.destinationWatch,
         .destinationIsFat = start_.volume.fileSystem == VolumeInfo::FileSystem::fat,
     });
+    const bool maySpin = start_.destinationDrive.spins.value_or(true);
+    if (request_.settings.overlap == ExportSettings::Overlap::always || !maySpin) {
+        context_->largeReadsAtOnce = context_->smallReadsAtOnce;
+    }
     context_->names = std::make_shared<FinalNames>(request_.plan, PlacedFolders());
     results_.emplace(context_);
     return std::nullopt;
@@ -241,68 +246,96 @@ void ExportRun::takeStock()
 
 void ExportRun::save()
 {
-    CopyStage copying(context_);
+    using Overlap = ExportSettings::Overlap;
+    const bool overlaps = request_.settings.overlap == Overlap::always
+        || (request_.settings.overlap == Overlap::asDrivesAllow
+            && !mayShareHeads(start_.libraryDrive, start_.destinationDrive));
+    const auto copyingToken = std::make_shared<CancelToken>(request_.cancel);
+    const auto copySteps =
+        overlaps ? std::make_shared<const DiskSteps>(steps_->besideTheRun(copyingToken)) : steps_;
+    CopyStage copying(context_, copySteps);
     SaveStages saving(context_);
-    const std::vector<SaveExecutor::Stage> stages{
-        [&](CommitGroup& group) { copying.run(group); },
-        [&](CommitGroup& group) { saving.sync(group); },
-        [&](CommitGroup& group) { saving.readBack(group); },
-        [&](CommitGroup& group) { saving.rename(group); },
-        [&](CommitGroup& group) { saving.writeSidecars(group); },
-        [&](CommitGroup& group) { saving.syncFolders(group); },
-        [&](CommitGroup& group) { saving.record(group); },
+    const SaveCourse course{
+        .next = [&] { return nextGroup(); },
+        .commit = [&](CommitGroup& group) { saving.commit(group); },
+        .ended = [&](CommitGroup& group) { return ended(group); },
+        .copy = [&](CommitGroup& group) { return copying.run(group); },
     };
-    SerialExecutor().run(
-        stages, [&] { return nextGroup(); }, [&](CommitGroup& group) { return committed(group); });
+    if (!overlaps) {
+        saveInTurn(course);
+        return;
+    }
+    saveOverlapping(course,
+        {.clock = services_.clock, .waiting = [this] { steps_->tellProgress(); }, .copying = copyingToken});
 }
 
 /// The next items that are not saved yet. What an earlier run saved is checked on the way.
 std::optional<CommitGroup> ExportRun::nextGroup()
 {
+    const GroupBounds& bounds = request_.settings.group;
     CommitGroup group;
-    const std::size_t groupSize = std::max<std::size_t>(1, request_.settings.groupSize);
-    while (position_ < order_.size() && group.items.size() < groupSize) {
-        if (isCancelled(request_.cancel)) {
-            stop_ = RunStop{.state = ExportOutcome::Cancelled{}};
-            return std::nullopt;
+    std::int64_t bytes = 0;
+    while (position_ < order_.size() && group.items.size() < std::max<std::size_t>(1, bounds.items)
+        && bytes < bounds.bytes) {
+        const std::size_t index = order_[position_];
+        auto item = isCancelled(request_.cancel)
+            ? std::unexpected(RunStop{.state = ExportOutcome::Cancelled{}})
+            : unsaved(index);
+        if (!item) {
+            group.cutFrom(0, item.error());
+            return group;
         }
-        const std::size_t index = order_[position_++];
-        SavingItem item{.index = index};
-        if (earlier_->has(index)) {
-            box_->begin(index, context_->sidecars->name(index));
-            auto checked = earlier_->check(index);
-            if (!checked) {
-                --position_; // it was not got to
-                stop_ = checked.error();
-                return std::nullopt;
-            }
-            results_->addSetAside(checked->setAside);
-            if (checked->state == EarlierItems::Checked::State::whole) {
-                results_->resume(index, std::move(checked->row));
-                box_->end(index, bytesOf(request_.plan->items[index]), RunBox::End::resumed);
-                steps_->tellProgress();
-                continue;
-            }
-            if (checked->state == EarlierItems::Checked::State::partly) {
-                item.earlier = std::move(checked->row);
-            }
+        ++position_;
+        if (*item) {
+            bytes = sumOfSizes(bytes, bytesOf(request_.plan->items[index]));
+            group.items.push_back(std::move(**item));
         }
-        group.items.push_back(std::move(item));
     }
     return group.items.empty() ? std::nullopt : std::optional(std::move(group));
 }
 
-bool ExportRun::committed(CommitGroup& group)
+/// An item that is to be saved; none where an earlier run has saved it whole.
+std::expected<std::optional<SavingItem>, RunStop> ExportRun::unsaved(std::size_t index)
 {
-    for (const RunResults::Ended& ended : results_->take(group)) {
-        const PlannedItem& planned = request_.plan->items[ended.item];
-        box_->end(ended.item, bytesOf(planned), ended.isSaved ? RunBox::End::saved : RunBox::End::skipped);
-        if (ended.isSaved && request_.settings.hooks.afterItem) {
+    SavingItem item{.index = index};
+    if (!earlier_->has(index)) {
+        return item;
+    }
+    if (!earlier_->wasLookedAt(index)) {
+        const auto ahead = std::span(order_).subspan(position_);
+        if (const auto looked = earlier_->lookAt(ahead); !looked) {
+            return std::unexpected(looked.error());
+        }
+    }
+    box_->name(context_->sidecars->name(index));
+    auto checked = earlier_->check(index);
+    if (!checked) {
+        return std::unexpected(checked.error());
+    }
+    results_->addSetAside(checked->setAside);
+    if (checked->state == EarlierItems::Checked::State::whole) {
+        results_->resume(index, std::move(checked->row));
+        box_->end(index, bytesOf(request_.plan->items[index]), RunBox::End::resumed);
+        steps_->tellProgress();
+        return std::nullopt;
+    }
+    if (checked->state == EarlierItems::Checked::State::partly) {
+        item.earlier = std::move(checked->row);
+    }
+    return item;
+}
+
+bool ExportRun::ended(CommitGroup& group)
+{
+    for (const auto& [item, isSaved] : results_->take(group)) {
+        const PlannedItem& planned = request_.plan->items[item];
+        box_->end(item, bytesOf(planned), isSaved ? RunBox::End::saved : RunBox::End::skipped);
+        if (isSaved && request_.settings.hooks.afterItem) {
             request_.settings.hooks.afterItem(planned);
         }
     }
     steps_->tellProgress();
-    if (group.stop) {
+    if (group.stop && !stop_) {
         stop_ = group.stop;
     }
     return !group.stop;

@@ -29,7 +29,8 @@ private:
     void takeStock();
     void save();
     std::optional<CommitGroup> nextGroup();
-    bool committed(CommitGroup& group);
+    std::expected<std::optional<SavingItem>, RunStop> unsaved(std::size_t index);
+    bool ended(CommitGroup& group);
 
     ExportOutcome finish();
     void countUnreached();

@@ -230,14 +230,15 @@ private:
             return;
         }
         const auto look = steps_.run(request_.stallLimit,
-            [root = root_, box = box_, cancel = request_.cancel, path, expected, number](
-                const std::shared_ptr<Heartbeat>& heartbeat) {
+            [root = root_, box = box_, cancel = request_.cancel, clock = steps_.clock(), path, expected,
+                number](const std::shared_ptr<Heartbeat>& heartbeat) {
                 return coldDigest({.root = root,
                     .relative = path,
                     .expectedSize = expected.size,
                     .heartbeat = heartbeat,
                     .cancel = cancel,
-                    .afterChunk = [&](std::int64_t bytes) { box->chunk(number, bytes); }});
+                    .afterChunk = [&](std::int64_t bytes) { box->chunk(number, bytes); },
+                    .clock = clock});
             });
         if (isCancelled(request_.cancel)) {
             return;

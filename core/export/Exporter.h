@@ -26,11 +26,26 @@ struct ExportHooks {
     std::function<void(ExportPlan&)> rewritePlan{};
 };
 
+/// How much is made durable and recorded together: one wait for the medium then serves many items. A group
+/// ends where it reaches any of these; what is in it is what a stop or a power cut may cost.
+struct GroupBounds {
+    std::size_t items = 64;
+    std::int64_t bytes = 64'000'000; ///< As planned; a single item may have more.
+    Seconds time{2};                 ///< Since its first item was begun.
+};
+
 struct ExportSettings {
     bool verifyCopies = true;                        ///< Read every saved file back and compare digests.
     Seconds stallTimeout = DiskPatience::exportRead; ///< Of the library's side.
     bool checkFreeSpace = true;
-    std::size_t groupSize = 1; ///< Items that are committed together.
+    GroupBounds group{};
+    /// Whether the next group is copied while one is made durable and checked.
+    enum class Overlap {
+        never,
+        asDrivesAllow, ///< Not where both sides share a drive whose heads would go to and fro.
+        always,
+    };
+    Overlap overlap = Overlap::asDrivesAllow;
     ExportHooks hooks{};
 };
 

@@ -15,7 +15,14 @@ RunBox::RunBox(std::int64_t itemsTotal, std::int64_t bytesTotal)
 void RunBox::begin(std::size_t item, const std::string& name)
 {
     const std::lock_guard hold(lock_);
-    bytesUnderWay_[item] = 0;
+    addUnderWay(item, -bytesUnderWay_[item]);
+    progress_.currentName = name;
+    note();
+}
+
+void RunBox::name(const std::string& name)
+{
+    const std::lock_guard hold(lock_);
     progress_.currentName = name;
     note();
 }
@@ -23,13 +30,14 @@ void RunBox::begin(std::size_t item, const std::string& name)
 void RunBox::chunk(std::size_t item, std::int64_t bytes)
 {
     const std::lock_guard hold(lock_);
-    bytesUnderWay_[item] += bytes;
+    addUnderWay(item, bytes);
     note();
 }
 
 void RunBox::end(std::size_t item, std::int64_t bytes, End end)
 {
     const std::lock_guard hold(lock_);
+    addUnderWay(item, -bytesUnderWay_[item]);
     bytesUnderWay_.erase(item);
     bytesOfEnded_ = sumOfSizes(bytesOfEnded_, bytes);
     ++progress_.itemsDone;
@@ -41,8 +49,9 @@ void RunBox::end(std::size_t item, std::int64_t bytes, End end)
 void RunBox::setWaiting(bool waiting)
 {
     const std::lock_guard hold(lock_);
-    if (progress_.waitingForDisk != waiting) {
-        progress_.waitingForDisk = waiting;
+    waits_ = std::max(0, waits_ + (waiting ? 1 : -1));
+    if (progress_.waitingForDisk != (waits_ > 0)) {
+        progress_.waitingForDisk = waits_ > 0;
         note();
     }
 }
@@ -67,12 +76,15 @@ void RunBox::endObserving()
     ended_ = true;
 }
 
+void RunBox::addUnderWay(std::size_t item, std::int64_t bytes)
+{
+    bytesUnderWay_[item] += bytes;
+    sumUnderWay_ += bytes;
+}
+
 void RunBox::note()
 {
-    std::int64_t bytes = bytesOfEnded_;
-    for (const auto& [item, underWay] : bytesUnderWay_) {
-        bytes = sumOfSizes(bytes, underWay);
-    }
+    const std::int64_t bytes = sumOfSizes(bytesOfEnded_, sumUnderWay_);
     // A file that has grown since the scan must not fill the bar beyond its end.
     progress_.bytesDone = std::min(bytes, progress_.bytesTotal);
     changes_.push_back(progress_);

@@ -12,7 +12,7 @@ std::vector<RunResults::Ended> RunResults::take(const CommitGroup& group)
     setAside_ += group.setAside;
     std::vector<Ended> ended;
     for (const SavingItem& item : group.items) {
-        const bool isSaved = takeItem(item, group.stop.has_value());
+        const bool isSaved = takeItem(item);
         if (isSaved || skips_.contains(item.index)) {
             ended.push_back({.item = item.index, .isSaved = isSaved});
         }
@@ -20,15 +20,15 @@ std::vector<RunResults::Ended> RunResults::take(const CommitGroup& group)
     return ended;
 }
 
-bool RunResults::takeItem(const SavingItem& item, bool isStopped)
+bool RunResults::takeItem(const SavingItem& item)
 {
     for (std::size_t file = 0; file < item.parts.size(); ++file) {
         // Without its main file nothing of an item is saved, and one reason says it all.
-        if (item.parts[file].cause && (file == 0 || item.isAlive())) {
+        if (item.parts[file].cause && (file == 0 || item.hasMain())) {
             skip(item.index, file, *item.parts[file].cause);
         }
     }
-    const bool isSaved = item.isAlive() && !isStopped;
+    const bool isSaved = item.isAlive();
     if (isSaved && !item.hasSidecar) {
         skip(item.index, 0, {.reason = SkipReason::nameRefused});
     }

@@ -49,7 +49,7 @@ public:
 
 private:
     ReportRow rowOf(const SavingItem& item) const;
-    bool takeItem(const SavingItem& item, bool isStopped);
+    bool takeItem(const SavingItem& item);
     void skip(std::size_t item, std::size_t file, const SkipCause& cause);
     std::int64_t renamedItems() const;
 

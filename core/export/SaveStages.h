@@ -2,13 +2,17 @@
 
 #include "export/Saving.h"
 
+#include <cstddef>
 #include <memory>
+#include <string>
+#include <vector>
 
 namespace vantorel {
 
-/// The stages that turn copied files into saved ones, in their order: each takes a whole group one step
-/// further. A file gets its final name only once it is durable and was read back, an item is recorded only
-/// once all its names are durable.
+/// Turns a group of copied items into saved ones: sidecars, sync, read-back, names, folders' syncs, journal.
+/// A file gets its final name only once it is durable and was read back, an item is recorded only once all
+/// its names are durable; each of these waits for the medium serves the whole group. An item that fails in a
+/// step goes no further, and its neighbours do. The run's thread.
 class SaveStages {
 public:
     explicit SaveStages(std::shared_ptr<const SavingContext> context)
@@ -16,14 +20,17 @@ public:
     {
     }
 
+    void commit(CommitGroup& group);
+
+private:
+    void writeSidecars(CommitGroup& group);
     void sync(CommitGroup& group);
     void readBack(CommitGroup& group);
+    void writeSidecarAgain(CommitGroup& group, std::size_t position);
     void rename(CommitGroup& group);
-    void writeSidecars(CommitGroup& group);
     void syncFolders(CommitGroup& group);
     void record(CommitGroup& group);
 
-private:
     std::shared_ptr<const SavingContext> context_;
     int mismatchesInARow_ = 0;
 };

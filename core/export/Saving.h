@@ -32,6 +32,11 @@ struct SavingContext {
     std::shared_ptr<FinalNames> names{};
     std::shared_ptr<ExportJournal> journal{};
     std::shared_ptr<const FilePlacer> placer{};
+    /// What the destination's drive is asked at once. Syncs and single reads it can put into an order of its
+    /// own; the reading of large files side by side would cost a drive that spins its speed.
+    std::size_t syncsAtOnce = 4;
+    std::size_t smallReadsAtOnce = 4;
+    std::size_t largeReadsAtOnce = 1;
 };
 
 /// One file being saved.
@@ -48,43 +53,59 @@ struct FilePart {
 /// saved. A companion that cannot be read does not keep the photo from being saved.
 struct SavingItem {
     std::size_t index = 0;         ///< In the plan.
-    std::vector<FilePart> parts{}; ///< One for each planned file.
-    std::string sidecar{};         ///< The wanted path, then the one it got.
+    std::vector<FilePart> parts{}; ///< One for each planned file, once it was begun.
+    FreshFile freshSidecar{};      ///< Before it gets its name.
+    std::string sidecar{};         ///< The path it got.
     bool hasSidecar = false;
-    bool isRecorded = false; ///< Its line is in the journal.
+    bool isCut = false; ///< The run ends before it is saved.
     /// What an earlier run saved of it, where that was not all; still there and checked.
     std::optional<ReportRow> earlier{};
 
-    bool isAlive() const { return !parts.empty() && parts.front().isAlive(); }
+    bool hasMain() const { return !parts.empty() && parts.front().isAlive(); }
+    bool isAlive() const { return hasMain() && !isCut; }
 };
 
 /// Items that are made durable and recorded together.
 struct CommitGroup {
     std::vector<SavingItem> items{};
-    std::optional<RunStop> stop{}; ///< Set by a stage that ends the run; no later stage sees the group.
+    std::optional<RunStop> stop{}; ///< The run ends with this group.
     std::int64_t setAside = 0;     ///< Files of an earlier run kept under another name.
+
+    /// The run ends, and the item at a position and those behind it are not saved by it. What stands before
+    /// them is, unless the destination does not answer or the user stopped the run.
+    void cutFrom(std::size_t position, const RunStop& why);
+    /// Whether a stage has anything to do.
+    bool goesOn() const;
+
+private:
+    bool mayGoOn() const;
 };
 
-/// Takes groups through the stages. Another executor may have several groups in different stages at once;
-/// each stage sees the groups in order, and `next` and `committed` are called on the run's thread, in order
-/// too.
-class SaveExecutor {
-public:
-    using Stage = std::function<void(CommitGroup&)>;
-
-    virtual ~SaveExecutor() = default;
-    /// `next` gives the next group, none at the end. `committed` takes a group that went through all stages
-    /// or was stopped in one, and answers whether to go on.
-    virtual void run(const std::vector<Stage>& stages,
-        const std::function<std::optional<CommitGroup>()>& next,
-        const std::function<bool(CommitGroup&)>& committed) const = 0;
+/// What is done with groups, and on which thread.
+struct SaveCourse {
+    /// The next group, none at the end; one with a stop, and maybe without items, where the run ends here.
+    /// The run's thread, as the two that follow.
+    std::function<std::optional<CommitGroup>()> next{};
+    /// From the temporary files to the journal.
+    std::function<void(CommitGroup&)> commit{};
+    /// Takes every group that `next` gave, in their order, saved or cut; answers whether to go on.
+    std::function<bool(CommitGroup&)> ended{};
+    /// Copies into temporary files; gives what is left for a later group where this one takes too long. On
+    /// whichever thread, one at a time.
+    std::function<CommitGroup(CommitGroup&)> copy{};
 };
 
-/// One group after the other.
-class SerialExecutor final : public SaveExecutor {
-public:
-    void run(const std::vector<Stage>& stages, const std::function<std::optional<CommitGroup>()>& next,
-        const std::function<bool(CommitGroup&)>& committed) const override;
+/// Copies a group, commits it, and so on.
+void saveInTurn(const SaveCourse& course);
+
+/// Copies a group on a thread of its own while the one before is committed. `waiting` is called in slices
+/// while the run's thread waits for a copy; `copying` is cancelled where a group's end ends the run, so that
+/// the copying of the next one stops.
+struct Overlapping {
+    std::shared_ptr<const Clock> clock{};
+    std::function<void()> waiting{};
+    SharedCancelToken copying{};
 };
+void saveOverlapping(const SaveCourse& course, const Overlapping& how);
 
 } // namespace vantorel

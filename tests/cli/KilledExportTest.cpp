@@ -78,7 +78,7 @@ struct KilledExport : testing::Test {
 
 TEST_F(KilledExport, endsWithTheSameFolderWheneverItWasKilled)
 {
-    sample::writeLibrary(sample::drawPlan(40, 4), {.seed = 4}, library);
+    sample::writeLibrary(sample::drawPlan(200, 4), {.seed = 4}, library);
     folder.makeFolder("whole");
     ASSERT_EQ(exportInto("whole").status, 0);
     const Tree whole = folder.tree("whole");

@@ -22,8 +22,11 @@ const std::string finished = "Lib export/";
 struct PowerFixture : ExportFixture {
     std::shared_ptr<ScriptedDisk> power = std::make_shared<ScriptedDisk>(destination());
 
-    PowerFixture()
+    /// One item after the other, or in groups that overlap.
+    explicit PowerFixture(std::size_t groupItems)
     {
+        settings.group.items = groupItems;
+        settings.overlap = groupItems == 1 ? ExportSettings::Overlap::never : ExportSettings::Overlap::always;
         calls = power;
         add(1, "Albums/Trip", {"IMG_1.heic", "IMG_1.mov"}, 200);
         add(2, "Albums/Trip", {"IMG_2.jpg"}, 100);
@@ -91,7 +94,7 @@ void endExport(PowerFixture& fixture, const Tree& whole)
 
 Tree wholeExport()
 {
-    PowerFixture fixture;
+    PowerFixture fixture(1);
     EXPECT_TRUE(fixture.run().isFinished());
     return fixture.saved();
 }
@@ -125,7 +128,11 @@ bool cutAndContinue(PowerFixture& fixture, const Tree& whole, std::uint32_t cut,
     return !testing::Test::HasFailure();
 }
 
-TEST(ExportAfterPowerLoss, continuesFromEveryChange)
+class ExportAfterPowerLoss : public testing::TestWithParam<std::size_t> { };
+
+INSTANTIATE_TEST_SUITE_P(GroupsOf, ExportAfterPowerLoss, testing::Values(1, 2, 64));
+
+TEST_P(ExportAfterPowerLoss, continuesFromEveryChange)
 {
     const Tree whole = wholeExport();
     ASSERT_FALSE(whole.empty());
@@ -136,14 +143,14 @@ TEST(ExportAfterPowerLoss, continuesFromEveryChange)
         fates.push_back(Unsynced::lost); // the plainest of all, so always
         for (const Unsynced fate : fates) {
             SCOPED_TRACE("cut after change " + std::to_string(cut));
-            PowerFixture fixture;
+            PowerFixture fixture(GetParam());
             wasCut = cutAndContinue(fixture, whole, cut, fate);
         }
     }
     EXPECT_GT(cut, 60U) << "the run made more changes than that";
 }
 
-TEST(ExportAfterPowerLoss, continuesFromEveryChangeOfARunThatContinues)
+TEST_P(ExportAfterPowerLoss, continuesFromEveryChangeOfARunThatContinues)
 {
     const Tree whole = wholeExport();
     constexpr std::uint32_t amidTheSecondItem = 55;
@@ -152,7 +159,7 @@ TEST(ExportAfterPowerLoss, continuesFromEveryChangeOfARunThatContinues)
         ++cut;
         for (const Unsynced fate : fatesOf(cut)) {
             SCOPED_TRACE("cut once more after change " + std::to_string(cut));
-            PowerFixture fixture;
+            PowerFixture fixture(GetParam());
             fixture.power->losePowerAfterChange(amidTheSecondItem);
             std::ignore = fixture.run();
             fixture.power->restorePower(fatesOf(cut + 1).front(), cut);

@@ -29,7 +29,8 @@ ExportFixture::ExportFixture()
     scan.snapshot.libraryURL = library();
     scan.snapshot.name = "Lib";
     plan.libraryName = "Lib";
-    settings.checkFreeSpace = false; // the machine's own disk may be as full as it likes
+    settings.checkFreeSpace = false;                    // the machine's own disk may be as full as it likes
+    settings.overlap = ExportSettings::Overlap::always; // whatever that disk is
 }
 
 void ExportFixture::add(

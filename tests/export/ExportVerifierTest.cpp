@@ -153,6 +153,7 @@ TEST(ExportVerifier, readsTheJournalWhereThereIsNoReport)
 {
     ExportFixture fixture;
     fixture.addTypical();
+    fixture.settings.group.items = 1;
     int items = 0;
     fixture.settings.hooks.afterItem = [&](const PlannedItem&) {
         if (++items == 2) {

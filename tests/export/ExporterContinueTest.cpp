@@ -21,6 +21,7 @@ const std::string unfinished = "Out/Lib export (incomplete)/";
 void stopAfterItem(ExportFixture& fixture, int number)
 {
     int items = 0;
+    fixture.settings.group.items = 1;
     fixture.settings.hooks.afterItem = [&, number](const PlannedItem&) {
         if (++items == number) {
             fixture.cancel->cancel();
@@ -28,6 +29,7 @@ void stopAfterItem(ExportFixture& fixture, int number)
     };
     EXPECT_EQ(fixture.run().state, ExportOutcome::State(ExportOutcome::Cancelled{}));
     fixture.settings.hooks.afterItem = nullptr;
+    fixture.settings.group = {};
     fixture.cancel = std::make_shared<CancelToken>();
 }
 

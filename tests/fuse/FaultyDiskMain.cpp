@@ -395,7 +395,9 @@ int run(const std::vector<std::string>& arguments)
         std::perror("faulty-disk");
         return 1;
     }
-    std::vector<std::string> words{"faulty-disk", "-o", "fsname=faulty-disk,subtype=faulty"};
+    // Two such disks are two devices: by its name each is known as one of its own.
+    const std::string name = arguments[2].substr(arguments[2].rfind('/') + 1);
+    std::vector<std::string> words{"faulty-disk", "-o", "fsname=faulty-" + name + ",subtype=faulty"};
     std::vector<char*> pointers;
     for (auto& word : words) {
         pointers.push_back(word.data());
