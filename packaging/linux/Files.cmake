@@ -4,8 +4,7 @@
 set(VANTOREL_SQLITE_TOOL ${CMAKE_SOURCE_DIR}/build/tools/vantorel-sqlite3)
 install(PROGRAMS ${VANTOREL_SQLITE_TOOL} COMPONENT programs DESTINATION ${CMAKE_INSTALL_LIBEXECDIR}/vantorel OPTIONAL)
 
-install(FILES ${CMAKE_SOURCE_DIR}/README.md ${CMAKE_SOURCE_DIR}/docs/guide.md
-  ${CMAKE_SOURCE_DIR}/app/resources/acknowledgements.txt
+install(FILES ${CMAKE_SOURCE_DIR}/docs/guide.md ${CMAKE_SOURCE_DIR}/app/resources/acknowledgements.txt
   COMPONENT programs DESTINATION ${CMAKE_INSTALL_DOCDIR})
 install(DIRECTORY ${CMAKE_SOURCE_DIR}/docs/pictures COMPONENT programs DESTINATION ${CMAKE_INSTALL_DOCDIR} OPTIONAL
   FILES_MATCHING PATTERN "*.png")
