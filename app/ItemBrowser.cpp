@@ -198,14 +198,21 @@ void ItemBrowser::openLarge()
 
 void ItemBrowser::copySelected()
 {
-    auto rows = table_->selectionModel()->selectedRows(ItemTableModel::picture);
-    std::ranges::sort(rows, {}, &QModelIndex::row);
-    QString text;
-    for (const auto& index : rows) {
-        text += items_->lineAt(index.row()) + '\n';
+    std::vector<int> rows;
+    for (const auto& range : table_->selectionModel()->selection()) {
+        for (int row = range.top(); row <= range.bottom(); ++row) {
+            rows.push_back(row);
+        }
     }
-    if (!text.isEmpty()) {
-        QGuiApplication::clipboard()->setText(text);
+    std::ranges::sort(rows);
+    rows.erase(std::ranges::unique(rows).begin(), rows.end());
+    ItemTableModel::Rows items;
+    for (const int row : rows) {
+        items.push_back(items_->positionAt(row));
+    }
+    if (!items.empty()) {
+        items_->withText(
+            std::move(items), [](const QString& text) { QGuiApplication::clipboard()->setText(text); });
     }
 }
 

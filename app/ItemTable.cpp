@@ -50,6 +50,13 @@ Rows sorted(const ScannedLibrary& library, Rows rows, int column, Qt::SortOrder 
     return rows;
 }
 
+QString itemLine(const ScannedLibrary& library, std::size_t position)
+{
+    const auto& asset = library.result->snapshot.assets[position];
+    return displayed(shownName(asset)) + '\t' + itemDateText(asset) + '\t'
+        + shown(statusText(entryOf(*library.result, asset.pk)));
+}
+
 /// The small square in front of a row.
 class SmallPictureDelegate final : public QStyledItemDelegate {
 public:
@@ -179,8 +186,9 @@ QVariant ItemTableModel::data(const QModelIndex& index, int role) const
         return plainToolTip(lines.join('\n'));
     }
     case Qt::AccessibleTextRole:
-        return index.column() == picture ? lineAt(index.row()).split('\t', Qt::SkipEmptyParts).join(", ")
-                                         : textAt(index.row(), index.column());
+        return index.column() == picture
+            ? itemLine(*library_, positionAt(index.row())).split('\t', Qt::SkipEmptyParts).join(", ")
+            : textAt(index.row(), index.column());
     case Qt::DecorationRole: {
         if (index.column() != status) {
             return {};
@@ -247,18 +255,19 @@ void ItemTableModel::applyOrder(Rows rows)
     Q_EMIT layoutChanged();
 }
 
-QString ItemTableModel::lineAt(int row) const
+void ItemTableModel::withText(Rows items, std::function<void(const QString&)> use)
 {
-    return textAt(row, name) + '\t' + textAt(row, date) + '\t' + textAt(row, status);
-}
-
-QString ItemTableModel::asText() const
-{
-    QString text;
-    for (int row = 0; row < rowCount(); ++row) {
-        text += lineAt(row) + '\n';
-    }
-    return text;
+    auto task = [box = std::weak_ptr(mailbox_), library = library_, items = std::move(items),
+                    use = std::move(use)] {
+        QString text;
+        for (const auto position : items) {
+            text += itemLine(*library, position) + '\n';
+        }
+        if (const auto mailbox = box.lock()) {
+            mailbox->post([use, text] { use(text); });
+        }
+    };
+    std::ignore = startOnThread(std::move(task)); // without a thread nothing is copied
 }
 
 ItemTable::ItemTable(ItemTableModel& items, PictureService& pictures, QWidget* parent)

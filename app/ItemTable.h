@@ -3,6 +3,7 @@
 #include "app/model/AppModel.h"
 #include "app/model/Mailbox.h"
 
+#include <functional>
 #include <memory>
 #include <vector>
 
@@ -27,9 +28,10 @@ public:
     ~ItemTableModel() override;
 
     void show(std::shared_ptr<const ScannedLibrary> library, Rows rows);
-    /// "name, date, status", one line for each row, separated by tabs.
-    QString asText() const;
-    QString lineAt(int row) const;
+    /// "name, date, status", one line for each of these items, separated by tabs. Put together in the
+    /// background, since a list can be very long; given on the main thread.
+    void withText(Rows items, std::function<void(const QString&)> use);
+    const Rows& rows() const { return rows_; }
 
     const std::shared_ptr<const ScannedLibrary>& library() const { return library_; }
     std::size_t positionAt(int row) const { return rows_[static_cast<std::size_t>(row)]; }

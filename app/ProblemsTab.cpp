@@ -59,8 +59,11 @@ ProblemsTab::ProblemsTab(AppModel& app, PictureService& pictures, QWidget* paren
     chips->setLayout(chips_);
     filter_ = new QButtonGroup(this);
     auto* copy = new QPushButton("Copy List");
-    connect(copy, &QPushButton::clicked, this,
-        [this] { QGuiApplication::clipboard()->setText(items_->items().asText()); });
+    connect(copy, &QPushButton::clicked, this, [this] {
+        auto& items = items_->items();
+        items.withText(
+            items.rows(), [](const QString& text) { QGuiApplication::clipboard()->setText(text); });
+    });
     items_->head().addWidget(chips, 1);
     items_->head().addWidget(copy, 0, Qt::AlignTop);
     stack_->addWidget(items_);

@@ -182,6 +182,8 @@ TEST_F(Items, areLookedAtWithTheKeyboardAlone)
     EXPECT_EQ(visible<LargePreview>(), nullptr);
 
     press(Qt::Key_C, Qt::ControlModifier);
+    ManualClock::waitForThreads();
+    settle();
     EXPECT_EQ(
         QGuiApplication::clipboard()->text(), "IMG_1000.JPG\t\tMissing: not in this copy of the library\n");
 }
