@@ -4,6 +4,9 @@
 #include "app/Theme.h"
 #include "base/Text.h"
 
+#include <utility>
+
+#include <QtCore/qcoreevent.h>
 #include <QtGui/qtextdocument.h>
 #include <QtWidgets/qboxlayout.h>
 #include <QtWidgets/qlabel.h>
@@ -32,6 +35,14 @@ QString displayedText(std::string_view bytes)
 QString plainToolTip(const QString& text)
 {
     return Qt::mightBeRichText(text) ? "<qt>" + text.toHtmlEscaped().replace('\n', "<br>") + "</qt>" : text;
+}
+
+bool ModelView::event(QEvent* event)
+{
+    if (event->type() == QEvent::Show && std::exchange(isStale_, false)) {
+        refresh();
+    }
+    return QWidget::event(event);
 }
 
 WarningLine::WarningLine(const QString& text, Kind kind, QWidget* parent)

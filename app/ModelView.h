@@ -26,7 +26,8 @@ QString displayedText(std::string_view bytes);
 QString plainToolTip(const QString& text);
 
 /// A widget that shows a part of the model: whatever it watches changes, it is refreshed once, after the
-/// model has come to rest.
+/// model has come to rest; while it is hidden, once it is shown. So the end of a scan of a large library does
+/// not fill every tab at once.
 class ModelView : public QWidget {
 public:
     explicit ModelView(AppModel& app, QWidget* parent = nullptr)
@@ -45,6 +46,7 @@ protected:
         refreshSoon();
     }
     virtual void refresh() = 0;
+    bool event(QEvent* event) override;
 
     AppModel& app_;
 
@@ -55,12 +57,16 @@ private:
             isSoon_ = true;
             QTimer::singleShot(0, this, [this] {
                 isSoon_ = false;
-                refresh();
+                isStale_ = !isVisible();
+                if (!isStale_) {
+                    refresh();
+                }
             });
         }
     }
 
     bool isSoon_ = false;
+    bool isStale_ = false;
     std::vector<std::unique_ptr<QPropertyNotifier>> notifiers_{};
 };
 

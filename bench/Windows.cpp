@@ -20,6 +20,7 @@
 #include <ctime>
 #include <filesystem>
 #include <functional>
+#include <map>
 #include <string>
 #include <thread>
 
@@ -214,22 +215,23 @@ private:
         }
     }
 
+    /// Of the albums at the top.
     QModelIndex largest(const QTreeView& tree) const
     {
-        const auto& scanned = *model_.scanned();
-        QModelIndex found;
-        qsizetype most = -1;
-        for (auto index = tree.model()->index(0, 0); index.isValid(); index = tree.indexBelow(index)) {
-            const auto title = index.siblingAtColumn(0).data().toString().toStdString();
-            for (const auto& album : scanned.result->snapshot.albums) {
-                if (album.title == title && std::ssize(album.assetPKs) > most
-                    && album.kind == Album::Kind::album) {
-                    most = std::ssize(album.assetPKs);
-                    found = index.siblingAtColumn(0);
-                }
+        std::map<std::string, std::ptrdiff_t> sizes;
+        for (const auto& album : model_.scanned()->result->snapshot.albums) {
+            if (album.kind == Album::Kind::album && !album.parentPK) {
+                sizes[album.title.value_or("")] = std::ssize(album.assetPKs);
             }
-            if (most > 1000) {
-                break;
+        }
+        QModelIndex found;
+        std::ptrdiff_t most = -1;
+        for (int row = 0; row < tree.model()->rowCount(); ++row) {
+            const auto index = tree.model()->index(row, 0);
+            const auto size = sizes.find(index.data().toString().toStdString());
+            if (size != sizes.end() && size->second > most) {
+                most = size->second;
+                found = index;
             }
         }
         return found;

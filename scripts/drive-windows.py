@@ -306,7 +306,7 @@ def export(windows, disk, destination):
     windows.wait("Continues the unfinished export in", part=True)
     windows.picture("export-continue")
     windows.press("Continue Export")
-    windows.wait("Done", role=(Atspi.Role.PUSH_BUTTON,), patience=300)
+    windows.wait("Done", role=(Atspi.Role.PUSH_BUTTON,), patience=1200)
     windows.picture("finished")
     windows.press("Done")
     windows.wait_gone("Choose Another Folder")
@@ -338,9 +338,12 @@ def main():
         control.mkdir()
         subprocess.run(["mount", "-t", "tmpfs", "tmpfs", "/media"], check=True)
         disk = Disk(options.faulty_disk, samples / "disk", pathlib.Path("/media/Old Drive"), control)
-        windows = Windows(options, home)
-        destination = pathlib.Path(place) / "Rescue"
+        destination = pathlib.Path("/media/Rescue")  # a volume of its own, as a drive that was bought for it
         destination.mkdir()
+        rescue = pathlib.Path(place) / "rescue"
+        rescue.mkdir()
+        subprocess.run(["mount", "--bind", rescue, destination], check=True)
+        windows = Windows(options, home)
         try:
             first_run(windows)
             scan(windows, disk)
