@@ -150,6 +150,8 @@ void AlbumsTab::refresh()
     }
     shown_ = scanned;
     filter_->clear();
+    // Filled while nobody looks: told of each of thousands of rows, the filter and the tree would sort it in.
+    filtered_->setSourceModel(nullptr);
     albums_->clear();
     Icons icons{
         .album = theme::symbolIcon("photo.on.rectangle", palette()),
@@ -163,6 +165,7 @@ void AlbumsTab::refresh()
         auto* item = itemOf(node, icons, count);
         albums_->appendRow({item, count});
     }
+    filtered_->setSourceModel(albums_);
     whole_->setCurrentIndex(scanned->albums.empty() ? 0 : 1);
     if (!scanned->albums.empty()) {
         tree_->header()->setStretchLastSection(false);

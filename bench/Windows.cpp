@@ -220,7 +220,7 @@ private:
     {
         std::map<std::string, std::ptrdiff_t> sizes;
         for (const auto& album : model_.scanned()->result->snapshot.albums) {
-            if (album.kind == Album::Kind::album && !album.parentPK) {
+            if (album.kind == Album::Kind::album) {
                 sizes[album.title.value_or("")] = std::ssize(album.assetPKs);
             }
         }
