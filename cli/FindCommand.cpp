@@ -1,7 +1,6 @@
 #include "cli/Commands.h"
 
 #include "base/Text.h"
-#include "cli/AccessAdvice.h"
 #include "cli/FindSummary.h"
 #include "cli/JsonText.h"
 #include "cli/ProgressLine.h"
@@ -100,13 +99,7 @@ int runFind(const Context& context, const FindArguments& arguments)
             return nothingStarted;
         }
     } else if (!wasStopped || !result.libraries.empty()) {
-        const auto advice = [&](const FoundLibrary& library) -> std::optional<std::string> {
-            auto text = guardedRun(services.clock, Patience{.stallLimit = DiskPatience::singleLook},
-                [calls = services.calls, path = library.url](
-                    const std::shared_ptr<Heartbeat>&) { return accessAdvice(*calls, path); });
-            return text.isStalled() ? std::nullopt : std::move(text).value();
-        };
-        std::fputs(findSummary(result, advice).c_str(), stdout);
+        std::fputs(findSummary(result).c_str(), stdout);
     }
     if (wasStopped) {
         fmt::print(stderr, "Stopped.\n");

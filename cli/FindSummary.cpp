@@ -2,7 +2,6 @@
 
 #include "base/Date.h"
 #include "base/Text.h"
-#include "cli/AccessAdvice.h"
 #include "cli/ScanSummary.h"
 #include "database/model/ReadError.h"
 
@@ -113,8 +112,7 @@ std::string wrapped(std::string_view text, std::size_t indent, std::size_t width
     return lines;
 }
 
-std::string findSummary(
-    const FindResult& result, const std::function<std::optional<std::string>(const FoundLibrary&)>& advice)
+std::string findSummary(const FindResult& result)
 {
     std::string text;
     const auto out = std::back_inserter(text);
@@ -145,8 +143,8 @@ std::string findSummary(
             for (const std::string& note : notesOn(library)) {
                 text += wrapped(note, 4);
             }
-            if (const auto more = library.accessProblem && advice ? advice(library) : std::nullopt) {
-                text += wrapped(displayText(*more), 4);
+            if (library.accessAdvice) {
+                text += wrapped(*library.accessAdvice, 4);
             }
         }
     }
@@ -156,7 +154,6 @@ std::string findSummary(
             [&](const FoundLibrary& library) { return library.accessProblem == issue.message; });
     };
     bool isFirst = true;
-    bool anyLocked = false;
     for (const FindIssue& issue : result.issues) {
         if (isSaid(issue)) {
             continue;
@@ -164,10 +161,11 @@ std::string findSummary(
         text += isFirst ? "\nNotes\n" : "";
         isFirst = false;
         text += wrapped(displayText(issue.message), 2);
-        anyLocked = anyLocked || issue.kind == FindIssue::Kind::lockedVolume;
     }
-    if (const auto more = anyLocked ? lockedVolumeAdvice() : std::nullopt) {
-        text += wrapped(*more, 2);
+    for (const std::string& line : result.advice) {
+        text += isFirst ? "\nNotes\n" : "";
+        isFirst = false;
+        text += wrapped(line, 2);
     }
     return text;
 }

@@ -1,11 +1,11 @@
 #include "cli/Commands.h"
 
 #include "base/Text.h"
-#include "cli/AccessAdvice.h"
 #include "cli/Interrupts.h"
 #include "cli/JsonText.h"
 #include "cli/ProgressLine.h"
 #include "cli/ScanSummary.h"
+#include "discovery/volumes/SystemAdvice.h"
 #include "disk/FS.h"
 #include "disk/Guarded.h"
 
@@ -96,7 +96,7 @@ std::expected<std::shared_ptr<const LibraryScanResult>, int> scanWithProgress(
         }
         reportError(context.options, nameIn(readErrorNames, error.kind()), message);
         if (error.kind() == ReadError::Kind::accessDenied) {
-            if (const auto advice = accessAdvice(*context.services.calls, path)) {
+            if (const auto advice = SystemAdvice::refused(*context.services.calls, path)) {
                 fmt::print(stderr, "{}\n", *advice);
             }
         }

@@ -1,5 +1,6 @@
 #include "discovery/FolderWalk.h"
 
+#include "discovery/volumes/SystemAdvice.h"
 #include "discovery/volumes/VolumeWatch.h"
 
 #include <algorithm>
@@ -248,10 +249,20 @@ void FolderWalk::addLibrary(ProbedFolder found, Seconds stallLimit)
     library.volume = volumeOf(found, stallLimit);
     if (found.isRefused) {
         library.accessProblem = accessProblemText(library.volume);
+        library.accessAdvice = adviceFor(library.url, stallLimit);
         addIssue({FindIssue::Kind::permissionDenied, *library.accessProblem});
     }
     gathered.libraries.push_back(std::move(library));
     show(gathered.libraries.back().url);
+}
+
+std::optional<std::string> FolderWalk::adviceFor(const DiskPath& refused, Seconds stallLimit)
+{
+    auto advice =
+        run(refused, stallLimit, [calls = services_.calls, refused](const std::shared_ptr<Heartbeat>&) {
+            return SystemAdvice::refused(*calls, refused);
+        });
+    return advice.isStalled() ? std::nullopt : std::move(advice).value();
 }
 
 std::optional<VolumeInfo> FolderWalk::volumeOf(const ProbedFolder& found, Seconds stallLimit)

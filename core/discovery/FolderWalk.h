@@ -123,6 +123,7 @@ private:
     void noteUnreadable(Current& current, const Queued& folder, int code);
     void sumUp(const Current& current);
     void addLibrary(ProbedFolder found, Seconds stallLimit);
+    std::optional<std::string> adviceFor(const DiskPath& refused, Seconds stallLimit);
     std::optional<VolumeInfo> volumeOf(const ProbedFolder& found, Seconds stallLimit);
 
     FinderServices services_;

@@ -38,6 +38,7 @@ struct FoundLibrary {
         databaseBytes{}; ///< Of "database/Photos.sqlite", where it could be looked at.
     std::optional<std::chrono::sys_seconds> databaseModified{};
     std::optional<std::string> accessProblem{}; ///< Why it cannot be read as it stands (permissions).
+    std::optional<std::string> accessAdvice{};  ///< What helps on this system; quiet, beneath the problem.
     /// Its "database" folder is marked to be left out of backups: a copy in a backup has no database, as is
     /// normal.
     bool databaseExcludedFromBackups = false;
@@ -87,6 +88,7 @@ struct FindResult {
     std::vector<FoundLibrary> libraries{}; ///< Picked, home, volumes, backups; by name within.
     std::vector<FindIssue> issues{};
     std::vector<DiskPath> unreachablePicks{}; ///< Chosen folders that could not be reached.
+    std::vector<std::string> advice{};        ///< What helps on this system; quiet, beneath the issues.
 
     bool operator==(const FindResult&) const = default;
 };

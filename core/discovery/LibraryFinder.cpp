@@ -4,6 +4,7 @@
 #include "base/Unicode.h"
 #include "discovery/FolderWalk.h"
 #include "discovery/TmutilRoots.h"
+#include "discovery/volumes/SystemAdvice.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -79,8 +80,15 @@ public:
         walk_.probeLinks();
         if (options_.lockedVolumeRunner && !walk_.isCancelled()) {
             walk_.show({});
-            for (const std::string& name : options_.lockedVolumeRunner(cancel_)) {
+            const auto names = options_.lockedVolumeRunner(cancel_);
+            for (const std::string& name : names) {
                 walk_.addIssue(FindTexts::locked(name));
+            }
+            advise(names.empty() ? std::nullopt : SystemAdvice::lockedVolume());
+        }
+        if (options_.unopenedDiskRunner && !walk_.isCancelled()) {
+            for (const UnopenedDisk& disk : options_.unopenedDiskRunner(cancel_)) {
+                advise(SystemAdvice::unopened(disk));
             }
         }
         sort(walk_.gathered.libraries);
@@ -88,6 +96,13 @@ public:
     }
 
 private:
+    void advise(std::optional<std::string> text)
+    {
+        if (text) {
+            walk_.gathered.advice.push_back(*std::move(text));
+        }
+    }
+
     void searchPick(const DiskPath& pick)
     {
         if (walk_.isCancelled()) {

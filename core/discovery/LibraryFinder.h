@@ -3,6 +3,7 @@
 #include "base/Clock.h"
 #include "discovery/FoundLibrary.h"
 #include "discovery/TimeMachineLocator.h"
+#include "discovery/volumes/UnopenedDisks.h"
 #include "disk/CancelToken.h"
 #include "disk/ChildProcess.h"
 #include "disk/SystemCalls.h"
@@ -46,6 +47,8 @@ struct FinderOptions {
     bool askTmutil = false;
     /// Lists the names of locked encrypted volumes; none: they are not asked for. Blocks on its own terms.
     std::function<std::vector<std::string>(const SharedCancelToken&)> lockedVolumeRunner{};
+    /// Likewise those that another system formatted and that are not open here.
+    std::function<std::vector<UnopenedDisk>(const SharedCancelToken&)> unopenedDiskRunner{};
 
     int maxVolumeDepth = 6;            ///< Folder levels below a root; the root itself is level 0.
     Seconds stallTimeout{20};          ///< Silence after which a volume is given up.

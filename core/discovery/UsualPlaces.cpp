@@ -3,6 +3,7 @@
 #include "discovery/SystemPlaces.h"
 #include "discovery/volumes/LockedVolumes.h"
 #include "discovery/volumes/MountedVolumes.h"
+#include "discovery/volumes/UnopenedDisks.h"
 #include "disk/Guarded.h"
 
 #include <algorithm>
@@ -121,6 +122,10 @@ FinderOptions usualFinderOptions(const FinderServices& services, std::vector<Dis
     options.askTmutil = system.hasTmutil;
     options.lockedVolumeRunner = [children = services.children](const SharedCancelToken& token) {
         return LockedVolumes(children).list(lockedVolumesTimeout, token);
+    };
+    options.unopenedDiskRunner = [calls = services.calls, children = services.children](
+                                     const SharedCancelToken& token) {
+        return unopenedDisks(*calls, *children, lockedVolumesTimeout, token);
     };
     return options;
 }

@@ -70,7 +70,8 @@ TEST(FindSummary, fitsEightyColumnsAndSaysEachThingOnce)
     const FoundLibrary refused{.url = "/home/anna/Refused.photoslibrary",
         .name = "Refused",
         .origin = Origin::home,
-        .accessProblem = accessProblemText(VolumeInfo{.name = "Disk"})};
+        .accessProblem = accessProblemText(VolumeInfo{.name = "Disk"}),
+        .accessAdvice = "An advice."};
     const FindResult result{
         .libraries = {refused,
             {.url = "/media/Stick/a",
@@ -91,9 +92,9 @@ TEST(FindSummary, fitsEightyColumnsAndSaysEachThingOnce)
                 .format = LibraryFormat::noDatabase}},
         .issues = {{FindIssue::Kind::permissionDenied, *refused.accessProblem},
             FindTexts::tooManyFolders("Stick"), FindTexts::locked("Kids")},
+        .advice = {"Advice on disks."},
     };
-    const std::string text = cli::findSummary(
-        result, [](const FoundLibrary&) { return std::optional<std::string>("An advice."); });
+    const std::string text = cli::findSummary(result);
     std::istringstream lines(text);
     std::string joinedText;
     for (std::string line; std::getline(lines, line);) {
@@ -111,7 +112,7 @@ TEST(FindSummary, fitsEightyColumnsAndSaysEachThingOnce)
     };
     for (const char* part :
         {"5 libraries found.", "In home folders", "On mounted disks", "In Time Machine backups",
-            "macOS refused access to this library.", "An advice.",
+            "macOS refused access to this library.", "An advice.", "Advice on disks.",
             "No database; on \"Stick\" (exFAT, read only)",
             "This library has no database file. Only its photo files can be saved.",
             "This library comes from macOS 10.14 or earlier",
