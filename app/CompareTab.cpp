@@ -109,7 +109,7 @@ CompareTab::CompareTab(AppModel& app, QWidget* parent)
     layout->addLayout(result_);
     layout->addStretch();
     watch(app_.found, app_.scannedLibrary, app_.hasFullDiskAccess, app_.isComparing, app_.compareProgress,
-        app_.compareWait, app_.compareError, app_.comparison, app_.comparedWith);
+        app_.compareWait, app_.compareError, app_.compareAdvice, app_.comparison, app_.comparedWith);
 }
 
 QWidget* CompareTab::running()
@@ -140,7 +140,7 @@ void CompareTab::refresh()
     }
     const bool hasResult = app_.comparison() != nullptr;
     access_->setVisible(!app_.hasFullDiskAccess());
-    error_->setTextOrHide(app_.compareError());
+    error_->setTextOrHide(app_.compareError(), app_.compareAdvice());
     choice_->setVisible(!app_.isComparing() && (!hasResult || choosesAgain_));
     again_->setVisible(hasResult && !choosesAgain_);
     progress_->setVisible(app_.isComparing());

@@ -1,12 +1,17 @@
 #include "app/MainWindow.h"
 
+#include "app/AcknowledgementsWindow.h"
 #include "app/ExportSheet.h"
 #include "app/OnboardingView.h"
 #include "app/ResultsView.h"
 #include "app/ScanningView.h"
+#include "app/SettingsWindow.h"
 #include "app/SourcesView.h"
 #include "app/Theme.h"
+#include "app/model/FullDiskAccess.h"
 #include "base/Product.h"
+
+#include <array>
 
 #include <QtCore/qfile.h>
 #include <QtCore/qmimedata.h>
@@ -17,10 +22,9 @@
 #include <QtGui/qevent.h>
 #include <QtWidgets/qapplication.h>
 #include <QtWidgets/qboxlayout.h>
-#include <QtWidgets/qdialog.h>
+#include <QtWidgets/qlineedit.h>
 #include <QtWidgets/qmenubar.h>
 #include <QtWidgets/qmessagebox.h>
-#include <QtWidgets/qplaintextedit.h>
 #include <QtWidgets/qpushbutton.h>
 #include <QtWidgets/qstackedwidget.h>
 
@@ -42,47 +46,142 @@ std::optional<DiskPath> droppedFolder(const QMimeData& data)
 
 } // namespace
 
-MainWindow::MainWindow(AppModel& app, std::shared_ptr<MainTimers> timers, QSettings& settings)
+MainWindow::MainWindow(
+    AppModel& app, std::shared_ptr<MainTimers> timers, QSettings& settings, Desktop& desktop)
     : app_(app)
     , settings_(settings)
+    , desktop_(desktop)
     , quit_(app, std::move(timers), *this)
+    , error_(new WarningLine(""))
     , screens_(new QStackedWidget)
 {
+    setObjectName("main");
     setWindowTitle("Vantorel");
     setMinimumSize(leastSize);
     resize(firstSize);
-    restoreGeometry(settings_.value(geometryKey).toByteArray());
+    restoreGeometry(settings_.value(geometryKey).toByteArray()); // only onto a screen that is there
     setAcceptDrops(true);
-    screens_->addWidget(new OnboardingView(app));
+    screens_->addWidget(new OnboardingView(
+        app, systemGuardsPrivacy() ? OnboardingView::Access::asked : OnboardingView::Access::notNeeded));
     screens_->addWidget(new SourcesView(app));
     screens_->addWidget(new ScanningView(app));
     screens_->addWidget(new ResultsView(app));
-    setCentralWidget(screens_);
+    error_->layout()->setContentsMargins(theme::margin, 12, theme::margin, 0);
+    error_->addButton("Dismiss", [this] { error_->hide(); });
+    auto* centre = new QWidget;
+    auto* layout = new QVBoxLayout(centre);
+    layout->setContentsMargins(0, 0, 0, 0);
+    layout->setSpacing(0);
+    layout->addWidget(error_);
+    layout->addWidget(screens_, 1);
+    setCentralWidget(centre);
     sheet_ = new ExportSheet(app, this);
     sheet_->hide();
     addMenus();
+    listen();
     notifiers_.push_back(app_.screen.onChange([this] { showScreen(); }));
     notifiers_.push_back(app_.showExport.onChange([this] { showScreen(); }));
+    notifiers_.push_back(app_.scanError.onChange([this] { showError(); }));
     showScreen();
+    focusScreen();
+}
+
+MainWindow::~MainWindow() { desktop_.listen({}); }
+
+void MainWindow::listen()
+{
+    desktop_.listen({
+        .quit = [this](std::function<void(bool)> answered) { quit_.quit(std::move(answered)); },
+        .isSaving = [this] { return app_.isExporting(); },
+        .endSoon = [this] { quit_.endSoon(); },
+        .sleepComes = [this](std::function<void()> reached) { quit_.beforeSleep(std::move(reached)); },
+        .reopen = [this] { bringToFront(); },
+        .open =
+            [this](const DiskPath& folder) {
+                bringToFront();
+                app_.openLibrary(folder);
+            },
+    });
+}
+
+QAction* MainWindow::addCommand(
+    QMenu* menu, const QString& title, const QKeySequence& keys, std::function<void()> act)
+{
+    auto* command = menu->addAction(title, this, [act = std::move(act)] { act(); });
+    command->setShortcut(keys);
+    return command;
 }
 
 void MainWindow::addMenus()
 {
     auto* file = menuBar()->addMenu("&File");
-    auto* again = file->addAction("Look for Libraries Again", this, [this] { app_.lookForLibraries(); });
-    again->setShortcut(QKeySequence(Qt::CTRL | Qt::Key_R));
-    auto* quit = file->addAction("Quit Vantorel", this, [this] { quit_.quit(); });
-    quit->setShortcut(QKeySequence::Quit);
+    choose_ = addCommand(file, "Choose a Library…", QKeySequence::Open, [this] { app_.chooseLibrary(); });
+    look_ = addCommand(
+        file, "Look for Libraries Again", Qt::CTRL | Qt::Key_R, [this] { app_.lookForLibraries(); });
+    file->addSeparator();
+    auto* view = menuBar()->addMenu("&View");
+    addResultCommands(file, view);
+    file->addSeparator();
+    if (desktop_.updates()) {
+        auto* check = addCommand(file, "Check for Updates…", {}, [this] { desktop_.updates()->checkNow(); });
+        check->setMenuRole(QAction::ApplicationSpecificRole);
+        auto* settings = addCommand(file, "Settings…", QKeySequence::Preferences, [this] { showSettings(); });
+        settings->setMenuRole(QAction::PreferencesRole);
+    }
+    if (desktop_.whenWindowIsClosed() == Desktop::WindowClosed::leavesProgramRunning) {
+        addCommand(file, "Close Window", QKeySequence::Close, [this] { close(); });
+    }
+    auto* quit = addCommand(file, "Quit Vantorel", Qt::CTRL | Qt::Key_Q, [this] { quit_.quit(); });
     quit->setMenuRole(QAction::QuitRole);
     auto* help = menuBar()->addMenu("&Help");
-    help->addAction("Vantorel Help", this, [] { QDesktopServices::openUrl(QUrl(shown(product::helpPage))); });
-    help->addAction("Acknowledgements", this, [this] { showAcknowledgements(); });
+    addCommand(help, "Vantorel Help", QKeySequence::HelpContents,
+        [] { QDesktopServices::openUrl(QUrl(shown(product::helpPage))); });
+    addCommand(help, "Acknowledgements", {}, [this] { showAcknowledgements(); });
+}
+
+void MainWindow::addResultCommands(QMenu* file, QMenu* view)
+{
+    static constexpr std::array tabs{"Overview", "Albums", "Missing or Limited", "Compare"};
+    ofResults_.push_back(addCommand(file, "Scan Again", Qt::CTRL | Qt::SHIFT | Qt::Key_R, [this] {
+        if (const auto library = app_.scannedLibrary()) {
+            app_.scan(*library);
+        }
+    }));
+    ofResults_.push_back(addCommand(file, "Export…", Qt::CTRL | Qt::Key_E, [this] { app_.openExport(); }));
+    for (std::size_t i = 0; i < tabs.size(); ++i) {
+        const auto key = static_cast<Qt::Key>(Qt::Key_1 + i);
+        ofResults_.push_back(
+            addCommand(view, tabs[i], Qt::CTRL | key, [this, i] { app_.setTab(static_cast<ResultTab>(i)); }));
+    }
+    view->addSeparator();
+    auto* back = addCommand(view, "Back to Libraries", {}, [this] { goBack(); });
+    back->setShortcuts({Qt::CTRL | Qt::Key_BracketLeft, Qt::Key_Escape});
+    ofResults_.push_back(back);
+}
+
+void MainWindow::goBack()
+{
+    // Escape in a filter empties it first.
+    if (auto* field = qobject_cast<QLineEdit*>(focusWidget()); field && !field->text().isEmpty()) {
+        field->clear();
+    } else {
+        app_.showSources();
+    }
 }
 
 void MainWindow::showScreen()
 {
-    screens_->setCurrentIndex(static_cast<int>(app_.screen()));
-    const bool showsSheet = app_.showExport() && app_.screen() == Screen::results;
+    const auto screen = app_.screen();
+    const bool isOther = screens_->currentIndex() != static_cast<int>(screen);
+    screens_->setCurrentIndex(static_cast<int>(screen));
+    const bool showsSheet = app_.showExport() && screen == Screen::results;
+    const bool isFree = screen != Screen::onboarding && !showsSheet;
+    choose_->setEnabled(isFree && screen != Screen::scanning);
+    look_->setEnabled(isFree && screen != Screen::scanning);
+    for (auto* command : ofResults_) {
+        command->setEnabled(isFree && screen == Screen::results);
+    }
+    showError();
     if (showsSheet != sheet_->isVisibleTo(this)) {
         // What lies behind the sheet takes no key and no click.
         screens_->setEnabled(!showsSheet);
@@ -93,6 +192,30 @@ void MainWindow::showScreen()
             sheet_->setFocus();
         }
     }
+    if (isOther) {
+        focusScreen();
+    }
+}
+
+/// The keyboard begins with the first library of a list, or else with the main thing of a screen.
+void MainWindow::focusScreen()
+{
+    auto* view = screens_->currentWidget();
+    QWidget* first = view->focusProxy();
+    for (auto* button : view->findChildren<QPushButton*>("primary")) {
+        first = !first && button->isVisibleTo(view) ? button : first;
+    }
+    if (first) {
+        first->setFocus();
+    }
+}
+
+/// The list of libraries says itself what was wrong; elsewhere it is about a folder that was dropped or
+/// chosen there.
+void MainWindow::showError()
+{
+    const bool isElsewhere = app_.screen() == Screen::scanning || app_.screen() == Screen::results;
+    error_->setTextOrHide(isElsewhere ? app_.scanError() : std::nullopt, app_.scanAdvice());
 }
 
 void MainWindow::resizeEvent(QResizeEvent* event)
@@ -101,16 +224,28 @@ void MainWindow::resizeEvent(QResizeEvent* event)
     sheet_->setGeometry(rect());
 }
 
+void MainWindow::bringToFront()
+{
+    if (isMinimized()) {
+        showNormal();
+    }
+    show();
+    raise();
+    activateWindow();
+}
+
 void MainWindow::closeEvent(QCloseEvent* event)
 {
     settings_.setValue(geometryKey, saveGeometry());
-    // Without a Dock nobody could bring the window back, so closing it is quitting.
-    event->ignore();
-    quit_.quit();
+    if (desktop_.whenWindowIsClosed() == Desktop::WindowClosed::endsProgram) {
+        event->ignore();
+        quit_.quit();
+    }
 }
 
 void MainWindow::askWhetherToQuit(std::function<void(Answer)> answered)
 {
+    bringToFront(); // the question belongs to a window that is seen
     auto* box = new QMessageBox(this);
     box->setAttribute(Qt::WA_DeleteOnClose);
     box->setIcon(QMessageBox::Warning);
@@ -132,7 +267,7 @@ void MainWindow::askWhetherToQuit(std::function<void(Answer)> answered)
 
 bool MainWindow::closeAttachedSheets()
 {
-    bool any = false;
+    bool any = desktop_.closePanels();
     for (auto* dialog : findChildren<QDialog*>()) {
         if (dialog->isVisible()) {
             dialog->reject();
@@ -150,21 +285,26 @@ void MainWindow::terminate()
     }
 }
 
+void MainWindow::showSettings()
+{
+    if (!settingsWindow_) {
+        settingsWindow_ = new SettingsWindow(*desktop_.updates(), this);
+        settingsWindow_->setAttribute(Qt::WA_DeleteOnClose);
+    }
+    settingsWindow_->show();
+    settingsWindow_->raise();
+    settingsWindow_->activateWindow();
+}
+
 void MainWindow::showAcknowledgements()
 {
-    auto* window = new QDialog(this);
-    window->setAttribute(Qt::WA_DeleteOnClose);
-    window->setWindowTitle("Acknowledgements");
-    window->resize(640, 520);
-    auto* layout = new QVBoxLayout(window);
-    auto* text = new QPlainTextEdit;
-    text->setReadOnly(true);
-    QFile file(":/acknowledgements.txt");
-    text->setPlainText(file.open(QIODevice::ReadOnly)
-            ? QString::fromUtf8(file.readAll())
-            : QString("The acknowledgements file is missing from this copy of Vantorel."));
-    layout->addWidget(text);
-    window->show();
+    if (!acknowledgements_) {
+        acknowledgements_ = new AcknowledgementsWindow(this);
+        acknowledgements_->setAttribute(Qt::WA_DeleteOnClose);
+    }
+    acknowledgements_->show();
+    acknowledgements_->raise();
+    acknowledgements_->activateWindow();
 }
 
 void MainWindow::dragEnterEvent(QDragEnterEvent* event)

@@ -3,9 +3,13 @@
 #include "app/ModelView.h"
 #include "app/model/QuitFlow.h"
 
+#include <QtCore/qpointer.h>
+#include <QtWidgets/qdialog.h>
 #include <QtWidgets/qmainwindow.h>
 
+class QAction;
 class QLabel;
+class QMenu;
 class QSettings;
 class QStackedWidget;
 
@@ -18,9 +22,12 @@ class MainWindow final : public QMainWindow, public QuitWindows {
     Q_OBJECT
 
 public:
-    MainWindow(AppModel& app, std::shared_ptr<MainTimers> timers, QSettings& settings);
+    MainWindow(AppModel& app, std::shared_ptr<MainTimers> timers, QSettings& settings, Desktop& desktop);
+    ~MainWindow() override;
 
     QuitFlow& quitFlow() { return quit_; }
+    /// Also when it was closed or is minimised.
+    void bringToFront();
 
     void askWhetherToQuit(std::function<void(Answer)> answered) override;
     bool closeAttachedSheets() override;
@@ -33,15 +40,31 @@ protected:
     void dropEvent(QDropEvent* event) override;
 
 private:
+    /// A command of a menu; its shortcut works while it is enabled.
+    QAction* addCommand(
+        QMenu* menu, const QString& title, const QKeySequence& keys, std::function<void()> act);
     void addMenus();
+    void addResultCommands(QMenu* file, QMenu* view);
+    void listen();
     void showScreen();
+    void focusScreen();
+    void showError();
+    void goBack();
+    void showSettings();
     void showAcknowledgements();
 
     AppModel& app_;
     QSettings& settings_;
+    Desktop& desktop_;
     QuitFlow quit_;
+    WarningLine* error_;
     QStackedWidget* screens_;
     ExportSheet* sheet_;
+    QAction* choose_ = nullptr;
+    QAction* look_ = nullptr;
+    std::vector<QAction*> ofResults_{};
+    QPointer<QDialog> settingsWindow_{};
+    QPointer<QDialog> acknowledgements_{};
     std::vector<QPropertyNotifier> notifiers_{};
 };
 

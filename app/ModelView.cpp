@@ -48,6 +48,7 @@ bool ModelView::event(QEvent* event)
 WarningLine::WarningLine(const QString& text, Kind kind, QWidget* parent)
     : QWidget(parent)
     , text_(theme::text(text, theme::TextStyle::body))
+    , advice_(theme::text("", theme::TextStyle::quiet))
 {
     auto* layout = new QHBoxLayout(this);
     layout->setContentsMargins(0, 0, 0, 0);
@@ -56,13 +57,21 @@ WarningLine::WarningLine(const QString& text, Kind kind, QWidget* parent)
         fontMetrics().height() + 2, warns ? theme::Meaning::attention : theme::Meaning::unknown);
     symbol->setAccessibleName(warns ? "Warning" : "Note");
     layout->addWidget(symbol, 0, Qt::AlignTop);
-    layout->addWidget(text_, 1);
+    auto* lines = new QVBoxLayout;
+    lines->setSpacing(4);
+    lines->addWidget(text_);
+    lines->addWidget(advice_);
+    advice_->hide();
+    layout->addLayout(lines, 1);
 }
 
 void WarningLine::setText(const QString& text) { text_->setText(text); }
 
-void WarningLine::setTextOrHide(const std::optional<std::string>& text)
+void WarningLine::setTextOrHide(
+    const std::optional<std::string>& text, const std::optional<std::string>& advice)
 {
+    advice_->setText(displayed(advice.value_or("")));
+    advice_->setVisible(advice.has_value());
     setVisible(text.has_value());
     text_->setText(text ? displayed(*text) : QString());
 }

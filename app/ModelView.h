@@ -70,19 +70,21 @@ private:
     std::vector<std::unique_ptr<QPropertyNotifier>> notifiers_{};
 };
 
-/// One line with the warning symbol (or that of a mere note) and a text, and maybe a button behind it.
+/// One line with the warning symbol (or that of a mere note) and a text, and maybe a button behind it and a
+/// quiet line beneath.
 class WarningLine final : public QWidget {
 public:
     enum class Kind { warning, note };
 
     explicit WarningLine(const QString& text, Kind kind = Kind::warning, QWidget* parent = nullptr);
     void setText(const QString& text);
-    /// Shows the text, or takes no room without one.
-    void setTextOrHide(const std::optional<std::string>& text);
+    /// Shows the text and what helps on this system, or takes no room without a text.
+    void setTextOrHide(const std::optional<std::string>& text, const std::optional<std::string>& advice = {});
     void addButton(const QString& title, std::function<void()> action);
 
 private:
     QLabel* text_;
+    QLabel* advice_;
 };
 
 } // namespace vantorel

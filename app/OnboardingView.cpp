@@ -2,7 +2,6 @@
 
 #include "app/Privacy.h"
 #include "app/Theme.h"
-#include "app/model/FullDiskAccess.h"
 
 #include <QtWidgets/qboxlayout.h>
 #include <QtWidgets/qlabel.h>
@@ -35,9 +34,16 @@ QWidget* centred(QWidget* column)
     return area;
 }
 
+QLabel* programSymbol()
+{
+    auto* symbol = new QLabel;
+    symbol->setPixmap(QIcon(":/icons/vantorel.svg").pixmap(QSize(72, 72)));
+    return symbol;
+}
+
 } // namespace
 
-OnboardingView::OnboardingView(AppModel& app, QWidget* parent)
+OnboardingView::OnboardingView(AppModel& app, Access access, QWidget* parent)
     : ModelView(app, parent)
     , steps_(new QStackedWidget)
 {
@@ -45,11 +51,10 @@ OnboardingView::OnboardingView(AppModel& app, QWidget* parent)
     layout->setContentsMargins(0, 0, 0, 0);
     layout->addWidget(steps_);
     steps_->addWidget(welcome());
-    if (systemGuardsPrivacy()) {
-        steps_->addWidget(access());
+    if (access == Access::asked) {
+        steps_->addWidget(this->access());
         if (app_.hasSeenWelcome()) {
-            app_.recheckFullDiskAccess();
-            steps_->setCurrentIndex(1);
+            showAccess();
         }
     }
     watch(app_.hasFullDiskAccess);
@@ -60,10 +65,8 @@ QWidget* OnboardingView::welcome()
     auto* column = new QWidget;
     auto* layout = new QVBoxLayout(column);
     layout->setSpacing(12);
-    auto* symbol = new QLabel;
-    symbol->setPixmap(QIcon(":/icons/vantorel.svg").pixmap(QSize(72, 72)));
     layout->addStretch();
-    layout->addWidget(symbol);
+    layout->addWidget(programSymbol());
     layout->addWidget(theme::text("See and save what is in a Photos library", TextStyle::title));
     for (const char* paragraph : {
              "Vantorel reads a Photos library on an external drive, from an old Mac, a damaged copy Photos "
@@ -96,8 +99,8 @@ QWidget* OnboardingView::welcome()
     connect(next, &QPushButton::clicked, this, [this] {
         app_.setWelcomeSeen();
         if (steps_->count() > 1) {
-            app_.recheckFullDiskAccess();
-            steps_->setCurrentIndex(1);
+            showAccess();
+            settings_->setFocus();
         } else {
             app_.finishOnboarding();
         }
@@ -108,12 +111,19 @@ QWidget* OnboardingView::welcome()
     return centred(column);
 }
 
+void OnboardingView::showAccess()
+{
+    app_.recheckFullDiskAccess();
+    steps_->setCurrentIndex(1);
+}
+
 QWidget* OnboardingView::access()
 {
     auto* column = new QWidget;
     auto* layout = new QVBoxLayout(column);
     layout->setSpacing(12);
     layout->addStretch();
+    layout->addWidget(programSymbol());
     for (const char* paragraph : {
              "macOS protects your Photos library and Time Machine backups. To read them, Vantorel needs Full "
              "Disk "
@@ -135,14 +145,15 @@ QWidget* OnboardingView::access()
     line->addWidget(status_, 1);
     layout->addLayout(line);
     auto* buttons = new QHBoxLayout;
-    auto* settings = new QPushButton("Open System Settings");
-    connect(settings, &QPushButton::clicked, this, [] { openPrivacySettings(); });
+    settings_ = new QPushButton("Open System Settings");
+    connect(settings_, &QPushButton::clicked, this, [] { openPrivacySettings(); });
     goOn_ = new QPushButton;
     connect(goOn_, &QPushButton::clicked, this, [this] { app_.finishOnboarding(); });
     buttons->addStretch();
     buttons->addWidget(goOn_);
-    buttons->addWidget(settings);
-    theme::makePrimary(settings);
+    buttons->addWidget(settings_);
+    theme::makePrimary(settings_);
+    setTabOrder(settings_, goOn_);
     layout->addLayout(buttons);
     layout->addStretch();
     return centred(column);

@@ -11,7 +11,10 @@ namespace vantorel {
 /// The first run: what the program does, and the access that it needs.
 class OnboardingView final : public ModelView {
 public:
-    OnboardingView(AppModel& app, QWidget* parent = nullptr);
+    /// Whether the system has to be told to let the program read protected places.
+    enum class Access { asked, notNeeded };
+
+    OnboardingView(AppModel& app, Access access, QWidget* parent = nullptr);
 
 protected:
     void refresh() override;
@@ -19,10 +22,12 @@ protected:
 private:
     QWidget* welcome();
     QWidget* access();
+    void showAccess();
 
     QStackedWidget* steps_;
     QLabel* statusSymbol_ = nullptr;
     QLabel* status_ = nullptr;
+    QPushButton* settings_ = nullptr;
     QPushButton* goOn_ = nullptr;
 };
 

@@ -156,6 +156,9 @@ void OverviewTab::showNotes(std::size_t most)
         notes_->addWidget(new WarningLine(displayed(overview.notes[i]),
             i < overview.damageNotes ? WarningLine::Kind::warning : WarningLine::Kind::note));
     }
+    if (shown_->accessAdvice) {
+        notes_->addWidget(theme::text(displayed(*shown_->accessAdvice), TextStyle::quiet));
+    }
     if (overview.notes.size() <= most) {
         return;
     }

@@ -1,5 +1,6 @@
 #include "app/Program.h"
 
+#include "app/EndingSignals.h"
 #include "app/MainWindow.h"
 #include "app/QtDesktop.h"
 #include "app/Theme.h"
@@ -12,11 +13,15 @@
 #include "disk/Guarded.h"
 #include "disk/Thread.h"
 
+#include <chrono>
 #include <cstdio>
+#include <expected>
+#include <optional>
+#include <string>
+#include <string_view>
 #include <tuple>
 
 #include <QtCore/qfile.h>
-#include <QtGui/qsessionmanager.h>
 #include <QtWidgets/qapplication.h>
 #include <QtWidgets/qmessagebox.h>
 
@@ -26,10 +31,39 @@ namespace vantorel {
 
 namespace {
 
-int runWindows(QApplication& application, const CoreServices& services)
+using namespace std::chrono_literals;
+
+constexpr int wrongUsage = 2;
+constexpr int nothingStarted = 3;
+
+QString qText(std::string_view text)
+{
+    return QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size()));
+}
+
+/// The library on the command line, after Qt took its own options from it; an error as a sentence.
+std::expected<std::optional<DiskPath>, std::string> libraryOf(const QStringList& arguments)
+{
+    std::optional<DiskPath> library;
+    bool onlyPaths = false;
+    for (const auto& argument : arguments.mid(1)) {
+        if (!onlyPaths && argument == "--") {
+            onlyPaths = true;
+        } else if (!onlyPaths && argument.startsWith('-')) {
+            return std::unexpected("There is no option \"" + argument.toStdString() + "\".");
+        } else if (library) {
+            return std::unexpected("One library at a time can be opened.");
+        } else {
+            library = DiskPath(QFile::encodeName(argument).toStdString());
+        }
+    }
+    return library;
+}
+
+int runWindows(const CoreServices& services, const std::optional<DiskPath>& library)
 {
     const auto timers = std::make_shared<ContinuousTimers>(services.clock);
-    const auto desktop = std::make_shared<QtDesktop>();
+    const auto desktop = systemDesktop();
     const auto settings = std::make_shared<QtSettings>(std::make_unique<QSettings>());
     AppModel model(realEnvironment(services),
         {
@@ -39,8 +73,9 @@ int runWindows(QApplication& application, const CoreServices& services)
             .settings = settings,
             .desktop = desktop,
         });
-    MainWindow window(model, timers, settings->native());
+    MainWindow window(model, timers, settings->native(), *desktop);
     desktop->setWindow(&window);
+    const EndingSignals signals([&window] { window.quitFlow().endSoon(); });
 
     const auto mailbox = std::make_shared<Mailbox>(&model);
     const auto volumes = watchVolumeChanges(services.calls, [box = std::weak_ptr(mailbox), &model] {
@@ -49,26 +84,29 @@ int runWindows(QApplication& application, const CoreServices& services)
         }
     });
     QObject::connect(
-        &application, &QGuiApplication::applicationStateChanged, &model, [&](Qt::ApplicationState state) {
+        qApp, &QGuiApplication::applicationStateChanged, &model, [&](Qt::ApplicationState state) {
             if (state == Qt::ApplicationActive) {
                 model.applicationBecameActive();
             }
         });
-    QObject::connect(
-        &application, &QGuiApplication::commitDataRequest, &model,
-        [&](QSessionManager& session) {
-            if (!window.quitFlow().mayTerminate()) {
-                session.cancel();
-            }
-        },
-        Qt::DirectConnection);
     window.show();
-    if (const auto arguments = QCoreApplication::arguments(); arguments.size() > 1) {
-        model.openLibrary(QFile::encodeName(arguments[1]).toStdString());
+    if (library) {
+        model.openLibrary(*library);
     }
     const int status = QApplication::exec();
+    window.hide();
     mailbox->close();
     return status;
+}
+
+/// Work that was cancelled with the model ends within moments, unless a disk hangs; then the private copies
+/// are removed by whoever lets go of them last.
+void awaitBackgroundWork(const Clock& clock)
+{
+    constexpr auto moment = 20ms;
+    for (auto waited = 0ms; detachedThreadsAlive() > 0 && waited < 1s; waited += moment) {
+        clock.sleepFor(moment);
+    }
 }
 
 } // namespace
@@ -79,11 +117,15 @@ int runApplication(int argc, char** argv)
     QApplication::setApplicationName("Vantorel");
     QApplication::setOrganizationName("Vantorel");
     QApplication::setOrganizationDomain("vantorel.example");
-    QApplication::setApplicationVersion(
-        QString::fromUtf8(product::version().data(), static_cast<qsizetype>(product::version().size())));
+    QApplication::setApplicationVersion(qText(product::version()));
     theme::apply(application);
     QApplication::setWindowIcon(QIcon(":/icons/vantorel.svg"));
     QApplication::setQuitOnLastWindowClosed(false);
+    const auto library = libraryOf(QCoreApplication::arguments());
+    if (!library) {
+        std::fprintf(stderr, "%s See vantorel-app --help.\n", library.error().c_str());
+        return wrongUsage;
+    }
 
     CoreServices services{
         .calls = realSystemCalls(),
@@ -97,13 +139,14 @@ int runApplication(int argc, char** argv)
         const auto sentence = "Vantorel could not make its folder for temporary files: "
             + errorText(place.error()) + ". Set TMPDIR to a folder with free space and try again.";
         QMessageBox::critical(nullptr, "Vantorel", QString::fromStdString(sentence));
-        return 3;
+        return nothingStarted;
     }
     services.temporary = *std::move(place);
     std::ignore =
         startOnThread([place = services.temporary] { place->sweepStaleTemporaryFiles(); }); // else next time
 
-    const int status = runWindows(application, services);
+    const int status = runWindows(services, *library);
+    awaitBackgroundWork(*services.clock);
     if (anyThreadAbandoned() || detachedThreadsAlive() > 0) {
         // A thread still works or hangs in a disk call: destruction must not race with it. What it keeps of
         // the private copies is swept at the next start.

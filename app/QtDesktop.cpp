@@ -1,10 +1,20 @@
 #include "app/QtDesktop.h"
 
+#include "app/Announcer.h"
+
 #include <QtCore/qfile.h>
-#include <QtGui/qaccessible.h>
 #include <QtWidgets/qfiledialog.h>
 
 namespace vantorel {
+
+QtDesktop::QtDesktop()
+    : announcer_(std::make_unique<Announcer>())
+{
+}
+
+QtDesktop::~QtDesktop() = default;
+
+void QtDesktop::setWindow(QWidget* window) { window_ = window; }
 
 void QtDesktop::choose(const Panel& panel, std::function<void(std::optional<DiskPath>)> chosen)
 {
@@ -20,7 +30,16 @@ void QtDesktop::choose(const Panel& panel, std::function<void(std::optional<Disk
                     ? std::optional(DiskPath(QFile::encodeName(files.front()).toStdString()))
                     : std::nullopt);
         });
+    panel_ = dialog;
     dialog->open();
+}
+
+bool QtDesktop::closePanels()
+{
+    if (panel_ && panel_->isVisible()) {
+        panel_->close();
+    }
+    return panel_ && panel_->isVisible();
 }
 
 Desktop::Assertion QtDesktop::beginActivity(const std::string&) { return std::make_shared<int>(0); }
@@ -29,13 +48,7 @@ Desktop::Assertion QtDesktop::preventSuddenTermination() { return std::make_shar
 
 void QtDesktop::announce(const std::string& text)
 {
-    // Before Qt 6.8 there is no event for it; a changed description of the window is what screen readers
-    // speak.
-    if (window_) {
-        window_->setAccessibleDescription(QString::fromStdString(text));
-        QAccessibleEvent event(window_, QAccessible::Alert);
-        QAccessible::updateAccessibility(&event);
-    }
+    announcer_->announce(window_, QString::fromStdString(text));
 }
 
 } // namespace vantorel

@@ -8,11 +8,8 @@
 #include "app/ProblemsTab.h"
 #include "app/Theme.h"
 
-#include <QtGui/qshortcut.h>
-#include <QtWidgets/qapplication.h>
 #include <QtWidgets/qboxlayout.h>
 #include <QtWidgets/qlabel.h>
-#include <QtWidgets/qlineedit.h>
 #include <QtWidgets/qpushbutton.h>
 #include <QtWidgets/qtabbar.h>
 #include <QtWidgets/qtabwidget.h>
@@ -70,17 +67,6 @@ ResultsView::ResultsView(AppModel& app, QWidget* parent)
         [this](int index) { app_.setTab(static_cast<ResultTab>(index)); });
     layout->addWidget(tabs_, 1);
 
-    const auto shortcut = [this](const QKeySequence& keys, auto action) {
-        connect(new QShortcut(keys, this), &QShortcut::activated, this, action);
-    };
-    for (int i = 0; i < tabs_->count(); ++i) {
-        shortcut(QKeySequence(Qt::CTRL | static_cast<Qt::Key>(Qt::Key_1 + i)),
-            [this, i] { tabs_->setCurrentIndex(i); });
-    }
-    shortcut(QKeySequence(Qt::CTRL | Qt::Key_E), [this] { app_.openExport(); });
-    shortcut(QKeySequence(Qt::CTRL | Qt::Key_BracketLeft), [this] { app_.showSources(); });
-    shortcut(QKeySequence(Qt::Key_Escape), [this] { goBack(); });
-    shortcut(QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_R), [again] { again->click(); });
     watch(app_.scanned, app_.scannedLibrary, app_.tab, app_.isExporting);
 }
 
@@ -88,17 +74,6 @@ void ResultsView::showEvent(QShowEvent* event)
 {
     ModelView::showEvent(event);
     tabs_->tabBar()->setFocus();
-}
-
-/// Escape first leaves what was typed into a filter.
-void ResultsView::goBack()
-{
-    if (auto* field = qobject_cast<QLineEdit*>(QApplication::focusWidget());
-        field != nullptr && !field->text().isEmpty()) {
-        field->clear();
-    } else {
-        app_.showSources();
-    }
 }
 
 void ResultsView::refresh()

@@ -24,7 +24,6 @@ protected:
     void showEvent(QShowEvent* event) override;
 
 private:
-    void goBack();
 
     ElidedLabel* name_;
     QLabel* format_;

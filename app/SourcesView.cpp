@@ -1,11 +1,15 @@
 #include "app/SourcesView.h"
 
+#include "app/AccessibleRole.h"
 #include "app/ElidedLabel.h"
 #include "app/Layouts.h"
 #include "app/Privacy.h"
 #include "app/Theme.h"
 #include "app/model/WindowTexts.h"
 #include "base/Text.h"
+#include "discovery/volumes/SystemAdvice.h"
+
+#include <algorithm>
 
 #include <QtGui/qevent.h>
 #include <QtGui/qpainter.h>
@@ -46,7 +50,8 @@ QString placeOf(const FoundLibrary& library)
     return place + displayed(library.url.parent_path().native());
 }
 
-QWidget* emptyState()
+/// In the middle of the room for the list.
+QWidget* insteadOfRows(const QString& title, const QString& text, const std::optional<std::string>& advice)
 {
     auto* widget = new QWidget;
     auto* layout = new QVBoxLayout(widget);
@@ -54,27 +59,31 @@ QWidget* emptyState()
     symbol->setPixmap(theme::symbol("photo.on.rectangle.angled", 64,
         theme::colour(theme::Meaning::unknown, widget->palette()), widget->devicePixelRatioF()));
     symbol->setAlignment(Qt::AlignHCenter);
-    auto* heading = theme::text("No library found", TextStyle::heading);
-    heading->setAlignment(Qt::AlignHCenter);
-    auto* advice = theme::text(
-        "Connect the drive with your library and click Look Again, or choose the library yourself. "
-        "It can be a copy from an old Mac, and it can be damaged. A Time Machine backup on a "
-        "network drive must be opened in Finder first. An older dated backup may need to be "
-        "opened in Time Machine first.",
-        TextStyle::quiet);
-    advice->setAlignment(Qt::AlignHCenter);
-    advice->setMaximumWidth(theme::textWidth);
-    layout->addStretch();
+    layout->addStretch(1);
     layout->addWidget(symbol);
     layout->addSpacing(8);
-    layout->addWidget(heading);
-    auto* centred = new QHBoxLayout;
-    centred->addStretch();
-    centred->addWidget(advice, 10);
-    centred->addStretch();
-    layout->addLayout(centred);
+    const auto add = [layout](const QString& content, TextStyle style) {
+        auto* label = theme::text(content, style);
+        label->setAlignment(Qt::AlignHCenter);
+        label->setMaximumWidth(theme::textWidth);
+        auto* centred = new QHBoxLayout;
+        centred->addStretch();
+        centred->addWidget(label, 10);
+        centred->addStretch();
+        layout->addLayout(centred);
+    };
+    add(title, TextStyle::heading);
+    add(text, TextStyle::quiet);
+    if (advice) {
+        add(shown(*advice), TextStyle::quiet);
+    }
     layout->addStretch(2);
     return widget;
+}
+
+QString withLine(const QString& text, const std::optional<std::string>& line)
+{
+    return line ? text + "\n" + displayed(*line) : text;
 }
 
 } // namespace
@@ -117,12 +126,17 @@ SourcesView::SourcesView(AppModel& app, QWidget* parent)
     auto* list = new QWidget;
     auto* listLayout = new QVBoxLayout(list);
     listLayout->setContentsMargins(0, 0, 0, 0);
-    looking_ = theme::text("Looking for libraries on your disks…", TextStyle::quiet);
-    nothing_ = emptyState();
+    looking_ = insteadOfRows("Looking for libraries", "Looking for libraries on your disks…", std::nullopt);
+    nothing_ = insteadOfRows("No library found",
+        "Connect the drive with your library and click Look Again, or choose the library yourself. "
+        "It can be a copy from an old Mac, and it can be damaged. A Time Machine backup on a "
+        "network drive must be opened in Finder first. An older dated backup may need to be "
+        "opened in Time Machine first.",
+        SystemAdvice::nothingFound());
     rows_ = new QVBoxLayout;
     rows_->setSpacing(4);
-    listLayout->addWidget(looking_);
     listLayout->addLayout(rows_);
+    listLayout->addWidget(looking_, 1);
     listLayout->addWidget(nothing_, 1);
     listLayout->addStretch();
     area->setWidget(list);
@@ -130,17 +144,16 @@ SourcesView::SourcesView(AppModel& app, QWidget* parent)
 
     auto* foot = new QHBoxLayout;
     choose_ = new QPushButton("Choose a Library…");
-    choose_->setShortcut(QKeySequence::Open);
     connect(choose_, &QPushButton::clicked, this, [this] { app_.chooseLibrary(); });
-    auto* again = new QPushButton("Look Again");
-    connect(again, &QPushButton::clicked, this, [this] { app_.lookForLibraries(); });
+    again_ = new QPushButton("Look Again");
+    connect(again_, &QPushButton::clicked, this, [this] { app_.lookForLibraries(); });
     foot->addWidget(choose_);
     foot->addStretch();
-    foot->addWidget(again);
+    foot->addWidget(again_);
     layout->addLayout(foot);
     theme::makePrimary(choose_);
 
-    watch(app_.found, app_.isFinding, app_.hasFullDiskAccess, app_.scanError, app_.scanned);
+    watch(app_.found, app_.isFinding, app_.hasFullDiskAccess, app_.scanError, app_.scanAdvice, app_.scanned);
 }
 
 void SourcesView::refresh()
@@ -150,7 +163,7 @@ void SourcesView::refresh()
     looking_->setVisible(app_.isFinding() && empty);
     nothing_->setVisible(!app_.isFinding() && empty);
     access_->setVisible(!app_.hasFullDiskAccess());
-    error_->setTextOrHide(app_.scanError());
+    error_->setTextOrHide(app_.scanError(), app_.scanAdvice());
     results_->setVisible(app_.scanned() != nullptr);
     if (listed_ != app_.found()) {
         if (!listed_ || *listed_ != *app_.found()) {
@@ -162,40 +175,82 @@ void SourcesView::refresh()
 
 void SourcesView::listLibraries()
 {
+    DiskPath focused;
+    if (const auto* row = qobject_cast<LibraryRow*>(focusWidget()); row && row->hasFocus()) {
+        focused = row->library();
+    }
     clearLayout(*rows_);
-    const auto addRows = [this](bool backups) {
+    const auto isBackup = [](const FoundLibrary& library) {
+        return library.origin == FoundLibrary::Origin::timeMachine;
+    };
+    LibraryRow* first = nullptr;
+    LibraryRow* last = nullptr;
+    const auto addRows = [&](bool backups) {
         for (const auto& library : app_.found()->libraries) {
-            if ((library.origin == FoundLibrary::Origin::timeMachine) == backups) {
-                rows_->addWidget(new LibraryRow(library, [this, library] { app_.scan(library); }, "Scan"));
+            if (isBackup(library) == backups) {
+                auto* row = new LibraryRow(library, [this, library] { app_.scan(library); }, "Scan");
+                rows_->addWidget(row);
+                first = first ? first : row;
+                last = row;
+                if (library.url == focused) {
+                    row->setFocus();
+                }
             }
         }
     };
     addRows(false);
-    const auto isBackup = [](const FoundLibrary& library) {
-        return library.origin == FoundLibrary::Origin::timeMachine;
-    };
     if (std::ranges::any_of(app_.found()->libraries, isBackup)) {
-        rows_->addSpacing(12);
-        rows_->addWidget(theme::text("In Time Machine backups", TextStyle::heading));
-        rows_->addWidget(
-            theme::text("Only the latest backup and any you have opened are listed. To use an older date, "
-                        "open it in Time Machine first, then click Look Again.",
-                TextStyle::quiet));
+        addBackupsHeading();
         addRows(true);
     }
-    for (const auto& issue : app_.found()->issues) {
-        rows_->addWidget(new WarningLine(displayed(issue.message)));
+    addIssues();
+    setFocusProxy(first ? static_cast<QWidget*>(first) : choose_);
+    if (last) { // the rows are new; the buttons beneath them come after them
+        setTabOrder(last->button(), choose_);
+        setTabOrder(choose_, again_);
+    }
+}
+
+void SourcesView::addBackupsHeading()
+{
+    rows_->addSpacing(12);
+    rows_->addWidget(theme::text("In Time Machine backups", TextStyle::heading));
+    rows_->addWidget(theme::text(
+        withLine("Only the latest backup and any you have opened are listed. To use an older date, "
+                 "open it in Time Machine first, then click Look Again.",
+            SystemAdvice::olderBackups()),
+        TextStyle::quiet));
+}
+
+void SourcesView::addIssues()
+{
+    const auto& found = *app_.found();
+    // A refusal stands with its library already.
+    const auto isSaid = [&](const FindIssue& issue) {
+        return std::ranges::any_of(found.libraries,
+            [&](const FoundLibrary& library) { return library.accessProblem == issue.message; });
+    };
+    for (const auto& issue : found.issues) {
+        if (!isSaid(issue)) {
+            rows_->addWidget(new WarningLine(displayed(issue.message)));
+        }
+    }
+    for (const auto& line : found.advice) {
+        rows_->addWidget(theme::text(displayed(line), TextStyle::quiet));
     }
 }
 
 LibraryRow::LibraryRow(
     const FoundLibrary& library, std::function<void()> open, const QString& action, QWidget* parent)
     : QWidget(parent)
+    , library_(library.url)
     , open_(std::move(open))
 {
     setFocusPolicy(Qt::StrongFocus);
+    setAccessibleRole(*this, QAccessible::ListItem);
     setAccessibleName(displayed(library.name));
-    setAccessibleDescription(placeOf(library));
+    const auto note = texts::libraryNote(library);
+    setAccessibleDescription(withLine(placeOf(library) + ", " + formatOf(library), note));
     auto* layout = new QHBoxLayout(this);
     layout->setContentsMargins(12, 8, 12, 8);
     layout->setSpacing(12);
@@ -207,8 +262,8 @@ LibraryRow::LibraryRow(
     texts->setSpacing(2);
     texts->addWidget(new ElidedLabel(displayed(library.name), ElidedLabel::Kind::name));
     texts->addWidget(new ElidedLabel(placeOf(library), ElidedLabel::Kind::quiet));
-    if (const auto note = texts::libraryNote(library)) {
-        texts->addWidget(theme::text(displayed(*note), TextStyle::quiet));
+    if (note) {
+        texts->addWidget(theme::text(withLine(displayed(*note), library.accessAdvice), TextStyle::quiet));
     }
     layout->addLayout(texts, 1);
     auto* format = theme::text(formatOf(library), TextStyle::quiet);
@@ -218,6 +273,7 @@ LibraryRow::LibraryRow(
     button->setAccessibleName(action + " " + displayed(library.name));
     connect(button, &QPushButton::clicked, this, [this] { open_(); });
     layout->addWidget(button);
+    button_ = button;
 }
 
 void LibraryRow::mouseDoubleClickEvent(QMouseEvent*) { open_(); }
@@ -226,8 +282,24 @@ void LibraryRow::keyPressEvent(QKeyEvent* event)
 {
     if (event->key() == Qt::Key_Return || event->key() == Qt::Key_Enter) {
         open_();
+    } else if (event->key() == Qt::Key_Down || event->key() == Qt::Key_Up) {
+        focusNeighbour(event->key() == Qt::Key_Down ? 1 : -1);
     } else {
         QWidget::keyPressEvent(event);
+    }
+}
+
+void LibraryRow::focusNeighbour(int step)
+{
+    std::vector<LibraryRow*> rows;
+    for (auto* widget : parentWidget()->children()) {
+        if (auto* row = qobject_cast<LibraryRow*>(widget); row && !row->isHidden()) {
+            rows.push_back(row);
+        }
+    }
+    const auto next = std::ranges::find(rows, this) - rows.begin() + step;
+    if (next >= 0 && next < std::ssize(rows)) {
+        rows[static_cast<std::size_t>(next)]->setFocus(Qt::TabFocusReason);
     }
 }
 

@@ -19,24 +19,33 @@ protected:
 
 private:
     void listLibraries();
+    void addBackupsHeading();
+    void addIssues();
 
     QProgressBar* busy_;
     WarningLine* access_;
     WarningLine* error_;
-    QLabel* looking_;
+    QWidget* looking_;
     QWidget* nothing_;
     QVBoxLayout* rows_;
     QPushButton* choose_;
+    QPushButton* again_;
     QPushButton* results_;
     std::shared_ptr<const FindResult> listed_{};
 };
 
 /// One found library: its name, where it is, its format and what there is to say of it. Enter, a double click
-/// and the button scan it.
+/// and the button scan it; the arrow keys lead to its neighbours.
 class LibraryRow final : public QWidget {
+    Q_OBJECT
+
 public:
     LibraryRow(const FoundLibrary& library, std::function<void()> open, const QString& action,
         QWidget* parent = nullptr);
+
+    const DiskPath& library() const { return library_; }
+    /// The last that the tabulator key comes to.
+    QWidget* button() const { return button_; }
 
 protected:
     void mouseDoubleClickEvent(QMouseEvent* event) override;
@@ -46,6 +55,10 @@ protected:
     void focusOutEvent(QFocusEvent* event) override;
 
 private:
+    void focusNeighbour(int step);
+
+    DiskPath library_;
+    QWidget* button_ = nullptr;
     std::function<void()> open_;
 };
 

@@ -98,9 +98,13 @@ private:
 class NoDesktop final : public Desktop {
 public:
     void choose(const Panel&, std::function<void(std::optional<DiskPath>)>) override { }
+    bool closePanels() override { return false; }
     Assertion beginActivity(const std::string&) override { return std::make_shared<int>(0); }
     Assertion preventSuddenTermination() override { return std::make_shared<int>(0); }
     void announce(const std::string&) override { }
+    void listen(Requests) override { }
+    WindowClosed whenWindowIsClosed() const override { return WindowClosed::endsProgram; }
+    Updates* updates() override { return nullptr; }
 };
 
 /// Forgets everything.
@@ -305,16 +309,17 @@ int run(int argc, char** argv)
         QString::fromStdString((services.temporary->temporaryDirectory() / "windows.ini").native()),
         QSettings::IniFormat);
     {
+        const auto desktop = std::make_shared<NoDesktop>();
         AppModel model(std::move(environment),
             {
                 .core = realCoreWork(services),
                 .start = startOnThread,
                 .timers = timers,
                 .settings = std::make_shared<NoSettings>(),
-                .desktop = std::make_shared<NoDesktop>(),
+                .desktop = desktop,
             });
         model.finishOnboarding();
-        MainWindow window(model, timers, settings);
+        MainWindow window(model, timers, settings, *desktop);
         window.show();
         Steps(model, window).run(library);
     }

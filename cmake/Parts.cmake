@@ -30,7 +30,7 @@ vantorel_need(JPEG libjpeg62-turbo-dev jpeg-turbo)
 find_package(PNG QUIET)
 vantorel_need(PNG libpng-dev libpng)
 # The windows; without Qt the core and the command line are built alone.
-find_package(Qt6 6.4 QUIET COMPONENTS Core OPTIONAL_COMPONENTS Gui Widgets Svg)
+find_package(Qt6 6.4 QUIET COMPONENTS Core OPTIONAL_COMPONENTS Gui Widgets Svg DBus)
 set(VANTOREL_APP ${Qt6_FOUND})
 if(Qt6_FOUND AND Qt6Widgets_FOUND AND Qt6Svg_FOUND)
   set(VANTOREL_WINDOWS ON)

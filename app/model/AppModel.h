@@ -60,6 +60,7 @@ public:
     Property<Pace::Reading> scanPace{};
     Property<DiskWait> scanWait{DiskWait::none};
     Property<std::optional<std::string>> scanError{};
+    Property<std::optional<std::string>> scanAdvice{}; ///< What helps on this system; beneath the error.
     Property<std::shared_ptr<const ScannedLibrary>> scanned{}; ///< The finished scan, or none.
     Property<std::optional<FoundLibrary>> scannedLibrary{};
     Property<bool> isStoppingScan{false};
@@ -75,6 +76,7 @@ public:
     Property<ScanProgress> compareProgress{};
     Property<DiskWait> compareWait{DiskWait::none};
     Property<std::optional<std::string>> compareError{};
+    Property<std::optional<std::string>> compareAdvice{}; ///< Likewise.
 
     Property<bool> showExport{false};
     Property<ExportOptions> exportOptions{};
@@ -148,8 +150,13 @@ public:
     void announce(const std::string& text);
 
 private:
-    using ReadEnd = std::expected<std::shared_ptr<const LibraryScanResult>, std::string>;
-    using ScanEnd = std::expected<std::shared_ptr<const ScannedLibrary>, std::string>;
+    /// A sentence, and what helps on this system.
+    struct Trouble {
+        std::string message{};
+        std::optional<std::string> advice{};
+    };
+    using ReadEnd = std::expected<std::shared_ptr<const LibraryScanResult>, Trouble>;
+    using ScanEnd = std::expected<std::shared_ptr<const ScannedLibrary>, Trouble>;
 
     template <typename Result>
     void inBackground(std::function<Result()> work, std::function<void(Result)> apply, Result ifItCannotRun);
@@ -169,6 +176,8 @@ private:
         const SharedCancelToken& token, const ScanProgressCallback& progress);
     std::function<void(const ScanProgress&)> scanProgressOf(const SharedCancelToken& token);
     void applyScan(const ScanEnd& end);
+    void setScanError(std::optional<std::string> message, std::optional<std::string> advice = {});
+    void setCompareError(std::optional<std::string> message, std::optional<std::string> advice = {});
     void endScan();
     void dropComparison();
     void clearExport();

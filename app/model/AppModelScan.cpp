@@ -77,10 +77,10 @@ void AppModel::chooseLibrary()
 
 void AppModel::openLibrary(const DiskPath& folder)
 {
-    scanError.set(std::nullopt);
+    setScanError(std::nullopt);
     inspectChosen(
         folder, [this](const FoundLibrary& library) { scan(library); },
-        [this](std::string message) { scanError.set(std::move(message)); });
+        [this](std::string message) { setScanError(std::move(message)); });
 }
 
 void AppModel::inspectChosen(const DiskPath& folder, std::function<void(const FoundLibrary&)> use,
@@ -108,7 +108,9 @@ AppModel::ReadEnd AppModel::scanInBackground(const CoreWork& core, const DiskPat
     try {
         return std::make_shared<const LibraryScanResult>(core.scan(library, token, progress));
     } catch (const ReadError& error) {
-        return std::unexpected(error.message());
+        return std::unexpected(Trouble{.message = error.message(),
+            .advice =
+                error.kind() == ReadError::Kind::accessDenied ? core.accessAdvice(library) : std::nullopt});
     }
 }
 
@@ -127,7 +129,7 @@ void AppModel::scan(const FoundLibrary& library)
     scanStages.set({});
     scanPace.set({});
     scanSpeed_.restart();
-    scanError.set(std::nullopt);
+    setScanError(std::nullopt);
     isStoppingScan.set(false);
     stopIsSlow.set(false);
     tab.set(ResultTab::overview);
@@ -143,14 +145,18 @@ void AppModel::scan(const FoundLibrary& library)
             if (!end) {
                 return ScanEnd(std::unexpected(end.error()));
             }
-            return ScanEnd(std::make_shared<const ScannedLibrary>(scannedLibraryOf(*end)));
+            auto scanned = std::make_shared<ScannedLibrary>(scannedLibraryOf(*end));
+            if (const auto& refused = scanned->result->originals.deniedFolders; !refused.empty()) {
+                scanned->accessAdvice = core.accessAdvice(path / refused.front());
+            }
+            return ScanEnd(std::move(scanned));
         },
         [this, token](const ScanEnd& end) {
             if (scanToken_ == token) {
                 applyScan(end);
             }
         },
-        std::unexpected(std::string(noRoomToWork)));
+        std::unexpected(Trouble{.message = noRoomToWork}));
 }
 
 /// Stages are noted as they come, on the scan's own thread: of values that follow each other quickly, only
@@ -203,10 +209,22 @@ void AppModel::applyScan(const ScanEnd& end)
         screen.set(Screen::results);
         announce("Scan finished.");
     } else {
-        scanError.set(textOrNone(end.error()));
+        setScanError(textOrNone(end.error().message), end.error().advice);
         screen.set(Screen::sources);
         lookForLibraries();
     }
+}
+
+void AppModel::setScanError(std::optional<std::string> message, std::optional<std::string> advice)
+{
+    scanAdvice.set(std::move(advice));
+    scanError.set(std::move(message));
+}
+
+void AppModel::setCompareError(std::optional<std::string> message, std::optional<std::string> advice)
+{
+    compareAdvice.set(std::move(advice));
+    compareError.set(std::move(message));
 }
 
 void AppModel::stopScan()
@@ -242,10 +260,10 @@ void AppModel::chooseLibraryToCompare()
             if (!model || !folder) {
                 return;
             }
-            model->compareError.set(std::nullopt);
+            model->setCompareError(std::nullopt);
             model->inspectChosen(
                 *folder, [model](const FoundLibrary& library) { model->compare(library); },
-                [model](std::string message) { model->compareError.set(std::move(message)); });
+                [model](std::string message) { model->setCompareError(std::move(message)); });
         });
 }
 
@@ -270,13 +288,13 @@ void AppModel::compare(const FoundLibrary& other)
     });
     struct Compared {
         std::shared_ptr<const LibraryComparison> comparison{};
-        std::string error{};
+        Trouble trouble{};
     };
     inBackground<Compared>(
         [core = services_.core, path = other.url, source, token, progress] {
             const auto end = scanInBackground(core, path, token, progress);
             if (!end) {
-                return Compared{.error = end.error()};
+                return Compared{.trouble = end.error()};
             }
             return Compared{
                 .comparison = std::make_shared<const LibraryComparison>(core.compare(*source, **end)),
@@ -291,10 +309,10 @@ void AppModel::compare(const FoundLibrary& other)
                 comparison.set(compared.comparison);
                 announce("Comparison finished.");
             } else {
-                compareError.set(textOrNone(compared.error));
+                setCompareError(textOrNone(compared.trouble.message), compared.trouble.advice);
             }
         },
-        Compared{.error = noRoomToWork});
+        Compared{.trouble = {.message = noRoomToWork}});
 }
 
 void AppModel::endComparison()
@@ -320,7 +338,7 @@ void AppModel::dropComparison()
     comparison.set(nullptr);
     comparedWith.set(std::nullopt);
     compareProgress.set({});
-    compareError.set(std::nullopt);
+    setCompareError(std::nullopt);
 }
 
 } // namespace vantorel

@@ -70,6 +70,9 @@ struct CoreWork {
     std::function<std::optional<DestinationFacts>(const DestinationQuestion&)> inspectDestination{};
     std::function<ExportOutcome(const Exporter::Request&)> runExport{};
     std::function<bool(const DiskPath&)> folderIsThere{};
+    /// What helps on this system with a folder that was refused; none where the sentence about it says it
+    /// all.
+    std::function<std::optional<std::string>(const DiskPath&)> accessAdvice{};
 };
 
 /// Runs a piece of work on a background thread. False when there is no thread to be had.

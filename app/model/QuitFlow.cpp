@@ -21,26 +21,24 @@ QuitFlow::QuitFlow(AppModel& model, std::shared_ptr<MainTimers> timers, QuitWind
     , timers_(std::move(timers))
     , windows_(windows)
 {
+    notifiers_.push_back(model_.exportProgress.onChange([this] { lookForSafePoint(); }));
+    notifiers_.push_back(model_.isExporting.onChange([this] { lookForSafePoint(); }));
 }
 
-void QuitFlow::quit()
+void QuitFlow::quit(Answered answered)
 {
-    if (!model_.isExporting()) {
+    if (answered) {
+        waiting_.push_back(std::move(answered));
+    }
+    if (isEnding_) {
+        return; // it is on its way
+    }
+    if (model_.isExporting()) {
+        ask();
+    } else {
+        isEnding_ = true;
         stopAndQuit(0);
-        return;
     }
-    if (std::exchange(isAsking_, true)) {
-        return; // the question is up already
-    }
-    windows_.askWhetherToQuit([this, alive = std::weak_ptr(alive_)](QuitWindows::Answer answer) {
-        if (alive.expired()) {
-            return;
-        }
-        isAsking_ = false;
-        if (answer == QuitWindows::Answer::stopAndQuit) {
-            stopAndQuit(0);
-        }
-    });
 }
 
 bool QuitFlow::mayTerminate()
@@ -52,15 +50,53 @@ bool QuitFlow::mayTerminate()
     return false;
 }
 
+void QuitFlow::endSoon()
+{
+    if (!std::exchange(isEnding_, true)) {
+        stopAndQuit(0);
+    }
+}
+
+void QuitFlow::beforeSleep(std::function<void()> reached)
+{
+    sleepWaits_.push_back(std::move(reached));
+    itemsBeforeSleep_ = model_.exportProgress().itemsDone;
+    lookForSafePoint();
+}
+
+void QuitFlow::lookForSafePoint()
+{
+    if (!model_.isExporting() || model_.exportProgress().itemsDone != itemsBeforeSleep_) {
+        for (const auto& reached : std::exchange(sleepWaits_, {})) {
+            reached();
+        }
+    }
+}
+
+void QuitFlow::ask()
+{
+    if (std::exchange(isAsking_, true)) {
+        return; // the question is up already
+    }
+    windows_.askWhetherToQuit([this, alive = std::weak_ptr(alive_)](QuitWindows::Answer answer) {
+        if (alive.expired()) {
+            return;
+        }
+        isAsking_ = false;
+        if (isEnding_) {
+            return; // decided without the user meanwhile, and the question taken away
+        }
+        if (answer == QuitWindows::Answer::keepRunning) {
+            answerAll(false);
+        } else {
+            isEnding_ = true;
+            stopAndQuit(0);
+        }
+    });
+}
+
 void QuitFlow::stopAndQuit(int attempt)
 {
-    const auto later = [this](Seconds delay, std::function<void()> action) {
-        timers_->after(delay, [alive = std::weak_ptr(alive_), action = std::move(action)] {
-            if (!alive.expired()) {
-                action();
-            }
-        });
-    };
     if (model_.isExporting()) {
         model_.setQuitAfterExport([this, alive = std::weak_ptr(alive_)] {
             if (!alive.expired()) {
@@ -70,16 +106,39 @@ void QuitFlow::stopAndQuit(int attempt)
         model_.stopExport();
         later(longestStop, [this] {
             quitConfirmed_ = true;
-            windows_.terminate();
+            terminate();
         });
         return;
     }
     model_.closeExport();
     if (!windows_.closeAttachedSheets() || attempt >= mostAttempts) {
-        windows_.terminate();
+        terminate();
         return;
     }
     later(sheetMoment, [this, attempt] { stopAndQuit(attempt + 1); });
+}
+
+void QuitFlow::terminate()
+{
+    isEnding_ = false; // should the application stay after all, it can be quit again
+    answerAll(true);
+    windows_.terminate();
+}
+
+void QuitFlow::answerAll(bool ends)
+{
+    for (const auto& answered : std::exchange(waiting_, {})) {
+        answered(ends);
+    }
+}
+
+void QuitFlow::later(Seconds delay, std::function<void()> action)
+{
+    timers_->after(delay, [alive = std::weak_ptr(alive_), action = std::move(action)] {
+        if (!alive.expired()) {
+            action();
+        }
+    });
 }
 
 } // namespace vantorel

@@ -4,6 +4,7 @@
 #include "base/Text.h"
 #include "compare/LibraryComparer.h"
 #include "discovery/LibraryFinder.h"
+#include "discovery/volumes/SystemAdvice.h"
 #include "disk/FS.h"
 #include "disk/Guarded.h"
 #include "disk/Thread.h"
@@ -102,6 +103,12 @@ CoreWork realCoreWork(const CoreServices& services)
                     });
                 return !kind.isStalled() && kind.value() == FS::Kind::directory;
             },
+        .accessAdvice = [services](const DiskPath& folder) -> std::optional<std::string> {
+            auto advice = guardedRun(services.clock, Patience{.stallLimit = DiskPatience::singleLook},
+                [calls = services.calls, folder](
+                    const std::shared_ptr<Heartbeat>&) { return SystemAdvice::refused(*calls, folder); });
+            return advice.isStalled() ? std::nullopt : std::move(advice).value();
+        },
     };
 }
 

@@ -6,6 +6,8 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <optional>
+#include <string>
 #include <unordered_map>
 #include <vector>
 
@@ -17,6 +19,8 @@ struct ScannedLibrary {
     LibraryOverview overview{};
     std::vector<AlbumNode> albums{};
     std::unordered_map<std::int64_t, std::size_t> positions{}; ///< Of the assets, by key.
+    /// What helps on this system where folders were refused; quiet, beneath the notes.
+    std::optional<std::string> accessAdvice{};
 };
 
 inline ScannedLibrary scannedLibraryOf(std::shared_ptr<const LibraryScanResult> result)

@@ -170,6 +170,8 @@ AppModel& AppFixture::freshModel()
                 return outcome;
             },
         .folderIsThere = [](const DiskPath& folder) { return folder == "/there"; },
+        .accessAdvice =
+            [](const DiskPath& folder) { return "It is " + folder.stem().native() + " that refuses."; },
     };
     model_ = std::make_unique<AppModel>(std::move(environment),
         AppServices{

@@ -64,6 +64,10 @@ public:
     Assertion beginActivity(const std::string& reason) override;
     Assertion preventSuddenTermination() override;
     void announce(const std::string& text) override { announced.push_back(text); }
+    bool closePanels() override { return false; }
+    void listen(Requests told) override { requests = std::move(told); }
+    WindowClosed whenWindowIsClosed() const override { return windowClosed; }
+    Updates* updates() override { return updater; }
 
     std::optional<DiskPath> answer{};
     std::vector<Panel> panels{};
@@ -71,6 +75,9 @@ public:
     std::vector<std::string> activities{}; ///< The reasons, in the order in which they began.
     std::weak_ptr<void> activity{};
     std::weak_ptr<void> noSuddenTermination{};
+    Requests requests{};
+    WindowClosed windowClosed = WindowClosed::endsProgram;
+    Updates* updater = nullptr;
 };
 
 /// A model over substitutes, and what the substitutes answer and were asked.

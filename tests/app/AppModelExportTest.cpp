@@ -344,6 +344,48 @@ TEST_F(Quitting, duringAnExportAsksFirstAndEndsAfterTheSafePoint)
     EXPECT_EQ(windows.terminations, 1);
 }
 
+TEST_F(Quitting, withoutTimeForAQuestionStopsAtTheSafePointAndEnds)
+{
+    auto& app = readyModel();
+    begin(app);
+    app.startExport();
+    flow->quit();
+    flow->endSoon();
+    flow->endSoon();
+    EXPECT_TRUE(app.isStoppingExport());
+    windows.answer(QuitWindows::Answer::keepRunning); // the question was taken away
+    EXPECT_EQ(windows.terminations, 0);
+    workers->runAll();
+    EXPECT_EQ(windows.terminations, 1);
+    EXPECT_TRUE(exports.back().cancel->isCancelled());
+    flow->endSoon();
+    EXPECT_EQ(windows.terminations, 2) << "nothing to wait for";
+    EXPECT_EQ(windows.questions, 1);
+}
+
+TEST_F(Quitting, aSleepWaitsForTheItemThatIsBeingSaved)
+{
+    auto& app = readyModel();
+    begin(app);
+    int reached = 0;
+    const auto sleep = [&] { flow->beforeSleep([&] { ++reached; }); };
+    sleep();
+    EXPECT_EQ(reached, 1) << "nothing is being saved";
+    app.startExport();
+    sleep();
+    EXPECT_EQ(reached, 1);
+    exportSteps = {{.itemsDone = 0, .bytesDone = 7}};
+    workers->runAll();
+    EXPECT_EQ(reached, 2) << "the export has ended";
+    exportSteps = {{.itemsDone = 1}};
+    app.startExport();
+    const auto notifier =
+        app.exportProgress.onChange([&] { EXPECT_EQ(reached, app.exportProgress().itemsDone ? 3 : 2); });
+    sleep();
+    workers->runAll();
+    EXPECT_EQ(reached, 3);
+}
+
 TEST_F(Quitting, doesNotWaitLongerThanFiveSecondsForTheSafePoint)
 {
     auto& app = readyModel();

@@ -136,6 +136,7 @@ TEST_F(AppModelScanning, tellsWhyAScanFailedAndLooksAgain)
     app.scan(library("Old"));
     workers->run();
     EXPECT_EQ(app.scanError(), scanError->message());
+    EXPECT_EQ(app.scanAdvice(), std::nullopt);
     EXPECT_EQ(app.screen(), Screen::sources);
     EXPECT_TRUE(app.isFinding());
     EXPECT_TRUE(desktop->activity.expired());
@@ -262,6 +263,13 @@ TEST_F(AppModelComparing, comparesWithAnotherLibrary)
     EXPECT_EQ(app.comparison(), nullptr);
     workers->runAll();
     EXPECT_EQ(app.compareError(), scanError->message());
+    EXPECT_EQ(app.compareAdvice(), "It is Locked that refuses.");
+    app.scan(library("Barred"));
+    workers->runAll();
+    EXPECT_EQ(app.scanAdvice(), "It is Barred that refuses.");
+    app.scan(library("Old"));
+    EXPECT_EQ(app.scanAdvice(), std::nullopt);
+    workers->runAll();
     EXPECT_TRUE(desktop->activity.expired());
 }
 

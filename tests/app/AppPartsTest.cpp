@@ -74,6 +74,8 @@ TEST_F(AppParts, accessIsProbedOnTheFirstProtectedFileThatExists)
     const auto first = home.write("Library/Application Support/com.apple.TCC/TCC.db", "x");
     calls->fail("open", first, EPERM);
     EXPECT_FALSE(canOpenProtectedFile(*calls, home.path())) << "the second file does not count then";
+    calls->fail("status", first, EPERM);
+    EXPECT_FALSE(canOpenProtectedFile(*calls, home.path())) << "what is refused is not missing";
 }
 
 TEST_F(AppParts, lettersComeInOrderAndNeverAfterTheReceiver)

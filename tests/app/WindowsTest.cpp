@@ -70,7 +70,7 @@ protected:
                 .settings = settings,
                 .desktop = desktop,
             });
-        window = std::make_unique<MainWindow>(*model, timers, ini);
+        window = std::make_unique<MainWindow>(*model, timers, ini, *desktop);
         if (std::getenv("VANTOREL_SMALL")) {
             window->resize(window->minimumSize());
         }

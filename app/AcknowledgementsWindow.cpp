@@ -1,0 +1,36 @@
+#include "app/AcknowledgementsWindow.h"
+
+#include <QtCore/qfile.h>
+#include <QtWidgets/qboxlayout.h>
+#include <QtWidgets/qplaintextedit.h>
+
+namespace vantorel {
+
+namespace {
+
+QString textIn(const QString& name)
+{
+    QFile file(name);
+    const auto text = file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+    return text.isEmpty() ? QString("The acknowledgements file is missing from this copy of Vantorel.")
+                          : QString::fromUtf8(text);
+}
+
+} // namespace
+
+AcknowledgementsWindow::AcknowledgementsWindow(QWidget* parent, const QString& file)
+    : QDialog(parent)
+{
+    setObjectName("acknowledgements");
+    setWindowTitle("Acknowledgements");
+    auto* layout = new QVBoxLayout(this);
+    auto* text = new QPlainTextEdit(textIn(file));
+    text->setReadOnly(true);
+    text->setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
+    text->setFrameShape(QFrame::NoFrame);
+    text->setAccessibleName("Acknowledgements");
+    layout->addWidget(text);
+    resize(fontMetrics().averageCharWidth() * 90, fontMetrics().height() * 28);
+}
+
+} // namespace vantorel
