@@ -53,6 +53,7 @@ OnboardingView::OnboardingView(AppModel& app, Access access, QWidget* parent)
     steps_->addWidget(welcome());
     if (access == Access::asked) {
         steps_->addWidget(this->access());
+        setTabOrder(settings_, goOn_);
         if (app_.hasSeenWelcome()) {
             showAccess();
         }
@@ -153,7 +154,6 @@ QWidget* OnboardingView::access()
     buttons->addWidget(goOn_);
     buttons->addWidget(settings_);
     theme::makePrimary(settings_);
-    setTabOrder(settings_, goOn_);
     layout->addLayout(buttons);
     layout->addStretch();
     return centred(column);

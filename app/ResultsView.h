@@ -24,7 +24,6 @@ protected:
     void showEvent(QShowEvent* event) override;
 
 private:
-
     ElidedLabel* name_;
     QLabel* format_;
     WarningLine* warning_;

@@ -8,6 +8,7 @@
 
 #include <algorithm>
 
+#include <QtGui/qshortcut.h>
 #include <QtWidgets/qboxlayout.h>
 #include <QtWidgets/qlabel.h>
 #include <QtWidgets/qpushbutton.h>
@@ -51,7 +52,9 @@ ScanningView::ScanningView(AppModel& app, QWidget* parent)
     }
     notice_ = theme::roomFor(3, theme::text("", TextStyle::body));
     stop_ = new QPushButton("Stop");
-    stop_->setShortcut(QKeySequence(Qt::Key_Escape));
+    // Not the button's own shortcut: a button loses that with each new text.
+    connect(new QShortcut(QKeySequence(Qt::Key_Escape), this), &QShortcut::activated, this,
+        [this] { app_.stopScan(); });
     connect(stop_, &QPushButton::clicked, this, [this] { app_.stopScan(); });
 
     layout->addStretch(2);

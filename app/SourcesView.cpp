@@ -176,9 +176,10 @@ void SourcesView::refresh()
 void SourcesView::listLibraries()
 {
     DiskPath focused;
-    if (const auto* row = qobject_cast<LibraryRow*>(focusWidget()); row && row->hasFocus()) {
+    if (const auto* row = qobject_cast<LibraryRow*>(window()->focusWidget())) {
         focused = row->library();
     }
+    const bool areFirst = rows_->isEmpty() && window()->focusWidget() == choose_;
     clearLayout(*rows_);
     const auto isBackup = [](const FoundLibrary& library) {
         return library.origin == FoundLibrary::Origin::timeMachine;
@@ -204,6 +205,9 @@ void SourcesView::listLibraries()
         addRows(true);
     }
     addIssues();
+    if (first && areFirst) {
+        first->setFocus(); // nobody has gone anywhere yet
+    }
     setFocusProxy(first ? static_cast<QWidget*>(first) : choose_);
     if (last) { // the rows are new; the buttons beneath them come after them
         setTabOrder(last->button(), choose_);

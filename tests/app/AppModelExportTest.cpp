@@ -258,6 +258,18 @@ TEST_F(AppModelExporting, stopsOnceAndQuitsAfterItsEnd)
     EXPECT_EQ(quits, 1);
 }
 
+TEST_F(AppModelExporting, dropsProgressThatComesAfterTheEnd)
+{
+    auto& app = readyModel();
+    app.startExport();
+    workers->runAll();
+    letProgressCome();
+    exports.back().progress({.itemsDone = 99, .waitingForDisk = true});
+    workers->runAll();
+    EXPECT_NE(app.exportProgress().itemsDone, 99);
+    EXPECT_EQ(app.exportWait(), DiskWait::none);
+}
+
 TEST_F(AppModelExporting, sharesOneAssertionWithAScanUntilBothEnd)
 {
     auto& app = readyModel();
@@ -368,7 +380,13 @@ TEST_F(Quitting, aSleepWaitsForTheItemThatIsBeingSaved)
     auto& app = readyModel();
     begin(app);
     int reached = 0;
-    const auto sleep = [&] { flow->beforeSleep([&] { ++reached; }); };
+    bool isSaving = false;
+    const auto sleep = [&] {
+        flow->beforeSleep([&] {
+            ++reached;
+            isSaving = app.isExporting();
+        });
+    };
     sleep();
     EXPECT_EQ(reached, 1) << "nothing is being saved";
     app.startExport();
@@ -377,13 +395,13 @@ TEST_F(Quitting, aSleepWaitsForTheItemThatIsBeingSaved)
     exportSteps = {{.itemsDone = 0, .bytesDone = 7}};
     workers->runAll();
     EXPECT_EQ(reached, 2) << "the export has ended";
+    EXPECT_FALSE(isSaving);
     exportSteps = {{.itemsDone = 1}};
     app.startExport();
-    const auto notifier =
-        app.exportProgress.onChange([&] { EXPECT_EQ(reached, app.exportProgress().itemsDone ? 3 : 2); });
     sleep();
     workers->runAll();
     EXPECT_EQ(reached, 3);
+    EXPECT_TRUE(isSaving) << "the item was whole before the export ended";
 }
 
 TEST_F(Quitting, doesNotWaitLongerThanFiveSecondsForTheSafePoint)

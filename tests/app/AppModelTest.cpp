@@ -159,8 +159,11 @@ TEST_F(AppModelScanning, dropsTheScanThatASecondOneReplaced)
     workers->run(1);
     EXPECT_EQ(app.scanned()->result->snapshot.name, "Second");
     EXPECT_TRUE(desktop->activity.expired()) << "one end for each begin";
+    scanSteps = {{.done = 99, .waitingForDisk = true}};
     workers->run(0);
     EXPECT_TRUE(scanTokens.back()->isCancelled());
+    EXPECT_NE(app.scanProgress().done, 99);
+    EXPECT_EQ(app.scanWait(), DiskWait::none);
     EXPECT_EQ(app.scanned()->result->snapshot.name, "Second");
     EXPECT_EQ(app.screen(), Screen::results);
 }

@@ -21,6 +21,7 @@
 #include <QtGui/qaccessible.h>
 #include <QtGui/qaction.h>
 #include <QtGui/qevent.h>
+#include <QtGui/qscreen.h>
 #include <QtTest/QTest>
 #include <QtWidgets/qapplication.h>
 #include <QtWidgets/qcheckbox.h>
@@ -46,8 +47,16 @@ public:
 /// The frame of the windows over the model with its substitutes.
 class Shell : public AppFixture {
 protected:
+    Shell()
+    {
+        // An earlier test ended the application: a loop of its own makes others possible again.
+        QTimer::singleShot(0, [] { QCoreApplication::exit(); });
+        QApplication::exec();
+    }
+
     MainWindow& open(AppModel& app)
     {
+        window.reset();
         window = std::make_unique<MainWindow>(app, timers, ini, *desktop);
         window->show();
         settle();
@@ -67,8 +76,10 @@ protected:
     }
     static void settle()
     {
-        QApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
-        QApplication::processEvents();
+        for (int i = 0; i < 3; ++i) { // a refresh, what it adds, and what that shows
+            QApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+            QApplication::processEvents();
+        }
     }
     template <typename Widget>
     Widget* visible(const QString& text = {})
@@ -79,6 +90,14 @@ protected:
             }
         }
         return nullptr;
+    }
+    static QWidget* nextByTab(const QWidget* from)
+    {
+        auto* next = from->nextInFocusChain();
+        while ((next->focusPolicy() & Qt::TabFocus) == 0 || !next->isVisible()) {
+            next = next->nextInFocusChain();
+        }
+        return next;
     }
     void answer(const QString& text)
     {
@@ -202,6 +221,7 @@ TEST_F(Shell, offersUpdatesOnlyWhereThereAreSome)
     EXPECT_EQ(command("Check for Updates…"), nullptr);
     EXPECT_EQ(command("Settings…"), nullptr);
 
+    window.reset();
     desktop->updater = &updates;
     open(model());
     command("Check for Updates…")->trigger();
@@ -270,6 +290,7 @@ TEST_F(Shell, scansADroppedLibraryAndRefusesOtherThings)
     refusal = "none";
     drop("/disk/Other.photoslibrary");
     EXPECT_EQ(app.scannedLibrary()->name, "Other");
+    window.reset();
     settings->setFlag(settingsKeys::onboardingDone, false);
     auto& fresh = freshModel();
     open(fresh);
@@ -325,10 +346,7 @@ TEST_F(Shell, theFirstRunAsksForAccessWhereTheSystemGuardsIt)
     button("Continue")->click();
     EXPECT_EQ(app.screen(), Screen::sources);
 
-    settings->setFlag(settingsKeys::onboardingDone, false);
-    OnboardingView again(freshModel(), OnboardingView::Access::asked);
-    again.show();
-    settle();
+    OnboardingView again(app, OnboardingView::Access::asked);
     EXPECT_EQ(again.findChild<QStackedWidget*>()->currentIndex(), 1) << "the welcome was read";
 }
 
@@ -345,8 +363,8 @@ TEST_F(Shell, showsWhatHelpsBeneathEachSentence)
     auto* row = visible<LibraryRow>();
     ASSERT_NE(row, nullptr);
     EXPECT_EQ(shown.focusWidget(), row) << "the keyboard begins with the first library";
-    EXPECT_EQ(row->nextInFocusChain(), row->button());
-    EXPECT_EQ(row->button()->nextInFocusChain()->property("text").toString(), "Choose a Library…");
+    EXPECT_EQ(nextByTab(row), row->button());
+    EXPECT_EQ(nextByTab(row->button())->property("text").toString(), "Choose a Library…");
     picture(&shown, "refused");
     scanError.reset();
     QTest::keyClick(row, Qt::Key_Return);
@@ -364,7 +382,21 @@ TEST_F(Shell, saysWhenTheAcknowledgementsAreMissing)
     EXPECT_TRUE(whole.findChild<QPlainTextEdit*>()->toPlainText().contains("SQLite"));
 }
 
-std::vector<std::string> spoken;
+/// What comes into view, as a screen reader sees it.
+class Reader final : public QObject {
+public:
+    bool eventFilter(QObject* watched, QEvent* event) override
+    {
+        const auto* seen =
+            event->type() == QEvent::Show ? QAccessible::queryAccessibleInterface(watched) : nullptr;
+        if (seen && seen->role() == QAccessible::Notification) {
+            spoken.push_back(seen->text(QAccessible::Name).toStdString());
+        }
+        return false;
+    }
+
+    std::vector<std::string> spoken{};
+};
 
 TEST_F(Shell, announcementsAreNotificationsThatComeIntoView)
 {
@@ -372,20 +404,12 @@ TEST_F(Shell, announcementsAreNotificationsThatComeIntoView)
         GTEST_SKIP() << "Qt has an event for them";
     }
     open(model());
+    Reader reader;
+    qApp->installEventFilter(&reader);
     Announcer announcer;
-    announcer.announce(window.get(), "First.");
-    QAccessible::setActive(true);
-    const auto before = QAccessible::installUpdateHandler([](QAccessibleEvent* event) {
-        const auto* interface =
-            event->type() == QAccessible::ObjectShow ? event->accessibleInterface() : nullptr;
-        if (interface && interface->role() == QAccessible::Notification) {
-            spoken.push_back(interface->text(QAccessible::Name).toStdString());
-        }
-    });
     announcer.announce(window.get(), "Scan finished.");
     announcer.announce(window.get(), "Scan finished.");
-    QAccessible::installUpdateHandler(before);
-    EXPECT_THAT(spoken, testing::ElementsAre("Scan finished.", "Scan finished."));
+    EXPECT_THAT(reader.spoken, testing::ElementsAre("Scan finished.", "Scan finished."));
 }
 
 TEST_F(Shell, endingSignalsComeAsCalls)
