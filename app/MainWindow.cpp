@@ -197,9 +197,13 @@ void MainWindow::showScreen()
     }
 }
 
-/// The keyboard begins with the first library of a list, or else with the main thing of a screen.
+/// The keyboard begins with the first library of a list, or else with the main thing of a screen. The other
+/// screens see to it themselves.
 void MainWindow::focusScreen()
 {
+    if (app_.screen() != Screen::onboarding && app_.screen() != Screen::sources) {
+        return;
+    }
     auto* view = screens_->currentWidget();
     QWidget* first = view->focusProxy();
     for (auto* button : view->findChildren<QPushButton*>("primary")) {

@@ -193,6 +193,7 @@ void SourcesView::listLibraries()
                 rows_->addWidget(row);
                 first = first ? first : row;
                 last = row;
+                row->show(); // what is not shown yet takes no focus
                 if (library.url == focused) {
                     row->setFocus();
                 }
