@@ -253,7 +253,7 @@ def browse(windows, today):
     windows.wait("Select an album", part=True)
     windows.wait("Albums", role=CLOSED_ROLES)
     windows.key("ctrl+f", "Tab", "Home", "Down", "Down")
-    windows.wait("Items", role=(Atspi.Role.TABLE,))
+    windows.wait(" items", part=True)
     windows.picture("albums")
     windows.key("ctrl+3")
     windows.wait("Copy List")
