@@ -59,11 +59,12 @@ public:
         gathered_->state.context.cancel = source.cancel;
     }
 
-    std::expected<DatabaseReading, DatabaseTrouble> read()
+    std::expected<DatabaseReading, DatabaseTrouble> read(const WhileChecked& whileChecked)
     {
         if (steps_.open() == DatabaseSteps::End::damaged) {
             return std::unexpected(DatabaseTrouble{});
         }
+        beginCheck();
         if (auto trouble = resolve()) {
             return std::unexpected(std::move(*trouble));
         }
@@ -74,6 +75,9 @@ public:
         readKeywords();
         readPeople();
         readAlbums();
+        if (whileChecked && state().context.unreadable.empty()) {
+            whileChecked(state().snapshot);
+        }
         const bool isWhole = passesCheck();
         return finished(!isWhole);
     }
@@ -101,6 +105,8 @@ private:
             }
         });
         if (end == DatabaseSteps::End::damaged) {
+            // Waited for all the same: what is done to the copy next must not happen under the check.
+            std::ignore = passesCheck();
             return DatabaseTrouble{};
         }
         if (!*refused) {
@@ -284,15 +290,21 @@ private:
         }
     }
 
-    /// SQLite's own check of the whole file. A stop, a silent disk or a time limit throws.
-    bool passesCheck()
+    /// Begins SQLite's own check of the whole file, which reads it once more: beside the tables, on another
+    /// processor where there is one.
+    void beginCheck()
     {
-        auto answer = std::make_shared<std::string>();
-        const auto end = steps_.run("Photos.sqlite", 0, [answer](const Worker& worker) {
-            worker.reader.forEachRow("PRAGMA quick_check(1)", {},
+        answer_ = std::make_shared<std::string>();
+        steps_.beginBeside([answer = answer_](SQLiteReader& reader) {
+            reader.forEachRow("PRAGMA quick_check(1)", {},
                 [&answer](const SQLiteRow& row) { *answer = row.stringAt(0).value_or(std::string()); });
         });
-        return end == DatabaseSteps::End::whole && *answer == "ok";
+    }
+
+    /// Waits for its answer. A stop, a silent disk or a time limit throws.
+    bool passesCheck()
+    {
+        return steps_.endBeside("Photos.sqlite") == DatabaseSteps::End::whole && *answer_ == "ok";
     }
 
     /// A kind of detail that this database cannot give is not an empty one.
@@ -331,15 +343,16 @@ private:
     DatabaseSteps steps_;
     bool isRebuilt_;
     std::shared_ptr<Gathered> gathered_ = std::make_shared<Gathered>();
+    std::shared_ptr<std::string> answer_;          ///< Of the check, once that has ended.
     std::map<std::string, std::int64_t> expected_; ///< Rows by table, for the progress.
 };
 
 } // namespace
 
 std::expected<DatabaseReading, DatabaseTrouble> readDatabase(
-    const DatabaseSource& source, SchemaChecks checks)
+    const DatabaseSource& source, SchemaChecks checks, const WhileChecked& whileChecked)
 {
-    return Reading(source, checks).read();
+    return Reading(source, checks).read(whileChecked);
 }
 
 } // namespace vantorel

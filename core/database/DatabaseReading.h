@@ -5,6 +5,7 @@
 #include "database/model/LibrarySnapshot.h"
 
 #include <expected>
+#include <functional>
 #include <string>
 
 namespace vantorel {
@@ -32,10 +33,14 @@ struct DatabaseTrouble {
     bool operator==(const DatabaseTrouble&) const = default;
 };
 
+/// Told what the tables gave while SQLite's own check of the file may still run: only where no table gave an
+/// error. Called on the reading thread.
+using WhileChecked = std::function<void(LibrarySnapshot&)>;
+
 /// Reads one private database into a snapshot. Throws `ReadError` for what says nothing about the database:
 /// the user's stop, a silent disk, a query over its time limit, a private copy that this computer cannot
 /// read.
 std::expected<DatabaseReading, DatabaseTrouble> readDatabase(
-    const DatabaseSource& source, SchemaChecks checks);
+    const DatabaseSource& source, SchemaChecks checks, const WhileChecked& whileChecked = {});
 
 } // namespace vantorel

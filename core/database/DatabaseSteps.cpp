@@ -1,7 +1,6 @@
 #include "database/DatabaseSteps.h"
 
 #include "database/model/ReadError.h"
-#include "disk/Guarded.h"
 
 #include <sqlite3.h>
 
@@ -50,6 +49,16 @@ DatabaseSteps::DatabaseSteps(DatabaseSource source)
 {
 }
 
+DatabaseSteps::~DatabaseSteps()
+{
+    if (beside_ && beside_->box) { // the steps beside it ended with a throw: nobody waits any longer
+        beside_->heartbeat->giveUp();
+        if (!beside_->box->done.tryAcquire()) {
+            detail::noteAbandonedThread();
+        }
+    }
+}
+
 DatabaseSteps::End DatabaseSteps::open()
 {
     auto opened = std::make_shared<std::shared_ptr<SQLiteReader>>();
@@ -78,12 +87,56 @@ void DatabaseSteps::expect(std::int64_t rows)
     report(0);
 }
 
+void DatabaseSteps::beginBeside(std::function<void(SQLiteReader&)> work)
+{
+    beside_ = start([source = source_, work = std::move(work)](
+                        const std::shared_ptr<Heartbeat>& heartbeat, std::atomic<std::int64_t>&) {
+        SQLiteReader reader(source.calls, source.clock, source.file, stopCheck(source.cancel, heartbeat));
+        work(reader);
+    });
+}
+
+DatabaseSteps::End DatabaseSteps::endBeside(const std::string& what)
+{
+    const Running running = beside_.value();
+    beside_.reset();
+    return finish(running, what, 0);
+}
+
 DatabaseSteps::End DatabaseSteps::guarded(const std::string& what, std::int64_t share, GuardedWork work)
 {
-    auto rows = std::make_shared<std::atomic<std::int64_t>>(0);
+    return finish(start(std::move(work)), what, share);
+}
+
+/// A guarded run in two halves, so that something else can be done before it is waited for.
+DatabaseSteps::Running DatabaseSteps::start(GuardedWork work) const
+{
+    Running running{.box = std::make_shared<detail::GuardedBox<Unit>>(),
+        .heartbeat = std::make_shared<Heartbeat>(source_.clock),
+        .rows = std::make_shared<std::atomic<std::int64_t>>(0)};
+    const bool started =
+        detail::startWorker([running, work = std::make_shared<GuardedWork>(std::move(work))]() mutable {
+            try {
+                (*work)(running.heartbeat, *running.rows);
+                running.box->value.emplace();
+            } catch (...) {
+                running.box->exception = std::current_exception();
+            }
+            work.reset(); // what it held is closed by the time its end is seen
+            running.box->done.release();
+        });
+    if (!started) {
+        running.box.reset();
+    }
+    return running;
+}
+
+DatabaseSteps::End DatabaseSteps::finish(const Running& running, const std::string& what, std::int64_t share)
+{
     Patience patience;
     patience.stallLimit = source_.stallLimit;
-    patience.keepGoing = [this, rows, share, grace = keepGoingWithGrace(source_.clock, source_.cancel)] {
+    patience.keepGoing = [this, rows = running.rows, share,
+                             grace = keepGoingWithGrace(source_.clock, source_.cancel)] {
         report(std::min(rows->load(std::memory_order_relaxed), share));
         return grace();
     };
@@ -91,13 +144,12 @@ DatabaseSteps::End DatabaseSteps::guarded(const std::string& what, std::int64_t 
 
     End end = End::whole;
     try {
-        const auto ended = guardedRun(source_.clock, patience,
-            [work = std::move(work), rows](const std::shared_ptr<Heartbeat>& heartbeat) {
-                work(heartbeat, *rows);
-                return Unit{};
-            });
-        if (ended.isStalled()) {
+        if (!running.box
+            || !detail::waitGuarded(*source_.clock, patience, running.box->done, *running.heartbeat)) {
             throw isCancelled(source_.cancel) ? ReadError::cancelled() : ReadError::databaseNotAnswering();
+        }
+        if (running.box->exception) {
+            std::rethrow_exception(running.box->exception);
         }
     } catch (const SQLiteCancelled&) {
         throw ReadError::cancelled();

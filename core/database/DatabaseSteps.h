@@ -4,6 +4,7 @@
 #include "database/ReadProgress.h"
 #include "database/SQLiteReader.h"
 #include "disk/CancelToken.h"
+#include "disk/Guarded.h"
 #include "disk/Heartbeat.h"
 #include "disk/SystemCalls.h"
 
@@ -11,6 +12,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 
 namespace vantorel {
@@ -44,6 +46,10 @@ public:
     using Work = std::function<void(const Worker&)>;
 
     explicit DatabaseSteps(DatabaseSource source);
+    ~DatabaseSteps();
+    DatabaseSteps(DatabaseSteps&&) = default;
+    DatabaseSteps(const DatabaseSteps&) = delete;
+    DatabaseSteps& operator=(const DatabaseSteps&) = delete;
 
     /// Opens the database. `damaged`: it is none, or its first pages are broken.
     End open();
@@ -51,17 +57,31 @@ public:
     /// The work touches nothing but what it owns or shares; when the step ends with a throw it may be running
     /// still.
     End run(const std::string& what, std::int64_t share, Work work);
+    /// Begins work on a connection of its own, which goes on beside the steps that follow. One at a time; it
+    /// ends with `endBeside`, or is given up with this object.
+    void beginBeside(std::function<void(SQLiteReader&)> work);
+    /// Waits for it, like `run` for a step.
+    End endBeside(const std::string& what);
     /// The total of all shares to come.
     void expect(std::int64_t rows);
 
 private:
     using GuardedWork =
         std::function<void(const std::shared_ptr<Heartbeat>& heartbeat, std::atomic<std::int64_t>& rows)>;
+    /// Work on a thread of its own, and what it is waited for by.
+    struct Running {
+        std::shared_ptr<detail::GuardedBox<Unit>> box; ///< None: there was no thread to start.
+        std::shared_ptr<Heartbeat> heartbeat;
+        std::shared_ptr<std::atomic<std::int64_t>> rows;
+    };
+    Running start(GuardedWork work) const;
+    End finish(const Running& running, const std::string& what, std::int64_t share);
     End guarded(const std::string& what, std::int64_t share, GuardedWork work);
     void report(std::int64_t rows) const;
 
     DatabaseSource source_;
     std::shared_ptr<SQLiteReader> reader_;
+    std::optional<Running> beside_;
     std::int64_t done_ = 0;
     std::int64_t total_ = 0;
 };

@@ -30,12 +30,13 @@ enum class NewestChanges { read, damaged, unreadable, moving };
 class LibraryRead {
 public:
     LibraryRead(const CoreServices& services, SharedCancelToken cancel,
-        std::shared_ptr<ReadProgress> progress, Seconds stallLimit, CopyHooks hooks)
+        std::shared_ptr<ReadProgress> progress, const LibraryReader& settings)
         : services_(services)
         , cancel_(std::move(cancel))
         , progress_(std::move(progress))
-        , stallLimit_(stallLimit)
-        , hooks_(std::move(hooks))
+        , stallLimit_(settings.stallTimeout)
+        , hooks_(settings.copyHooks)
+        , whileChecked_(settings.whileChecked)
     {
     }
 
@@ -96,7 +97,12 @@ private:
         progress_->begin(ScanStage::readingDatabase);
         // Before the first open: SQLite takes a log as far as it is right, and says nothing about the rest.
         const NewestChanges changes = newestChanges(copy);
-        auto reading = readDatabase(source(copy.database), SchemaChecks::strict);
+        const bool isPromising = copy.badBytes == 0 && changes == NewestChanges::read;
+        auto reading = readDatabase(source(copy.database), SchemaChecks::strict,
+            whileChecked_ && isPromising ? [this](LibrarySnapshot& tables) {
+                identify(tables);
+                whileChecked_(tables);
+            } : WhileChecked());
         const CopyFlaws flaws{.badBytes = copy.badBytes,
             .logUnreadable = copy.walUnreadable,
             .logDamaged = changes == NewestChanges::damaged,
@@ -398,6 +404,7 @@ private:
     std::shared_ptr<ReadProgress> progress_;
     Seconds stallLimit_;
     CopyHooks hooks_;
+    std::function<void(const LibrarySnapshot&)> whileChecked_;
     LibraryContents library_;
 };
 
@@ -413,7 +420,7 @@ LibrarySnapshot LibraryReader::read(
     const DiskPath& library, const SharedCancelToken& cancel, const ScanProgressCallback& progress) const
 {
     const ClosedAtEnd reported{std::make_shared<ReadProgress>(progress)};
-    return LibraryRead(services_, cancel, reported.progress, stallTimeout, copyHooks).read(library);
+    return LibraryRead(services_, cancel, reported.progress, *this).read(library);
 }
 
 } // namespace vantorel

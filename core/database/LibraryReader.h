@@ -11,6 +11,7 @@
 #include "disk/SystemCalls.h"
 #include "disk/TemporaryFiles.h"
 
+#include <functional>
 #include <memory>
 
 namespace vantorel {
@@ -34,6 +35,10 @@ public:
 
     Seconds stallTimeout = DiskPatience::scan;
     CopyHooks copyHooks{};
+    /// Told what the tables of a database gave, where nothing speaks of damage so far, while SQLite's own
+    /// check of the file goes on beside. Where the read then ends with the severity `none`, its photos are
+    /// these.
+    std::function<void(const LibrarySnapshot&)> whileChecked{};
 
     /// Throws `ReadError` only where nothing at all could be read or the read was cancelled; every lesser
     /// problem is in the snapshot's damage report and notes.

@@ -25,20 +25,37 @@ FolderIndex::FolderIndex(std::vector<FS::Entry> entries)
 {
     identifiers_.reserve(entries_.size());
     for (std::uint32_t i = 0; i < entries_.size(); ++i) {
-        const std::string_view identifier = OriginalNames::identifier(entries_[i].name);
-        if (!identifier.empty()) {
-            identifiers_.emplace_back(upperIdentifier(identifier), i);
+        if (const auto identifier = identifierOf(OriginalNames::identifier(entries_[i].name))) {
+            identifiers_.emplace_back(*identifier, i);
         }
     }
-    std::ranges::sort(identifiers_);
+    if (!std::ranges::is_sorted(identifiers_)) { // they are, where all are written in one case
+        std::ranges::sort(identifiers_);
+    }
 }
 
-FolderIndex::Identifier FolderIndex::upperIdentifier(std::string_view text)
+std::optional<FolderIndex::Identifier> FolderIndex::identifierOf(std::string_view text)
 {
-    Identifier identifier{};
-    std::ranges::transform(text.substr(0, identifier.size()), identifier.begin(),
-        [](char c) { return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c; });
+    if (!isUuid(text)) {
+        return std::nullopt;
+    }
+    Identifier identifier;
+    for (const char c : text) {
+        if (c == '-') {
+            continue;
+        }
+        const auto byte = static_cast<unsigned char>(c);
+        const unsigned digit = byte <= '9' ? byte - '0' : (byte & 0xFU) + 9U; // A is 0x41, a is 0x61
+        identifier.high = identifier.high << 4U | identifier.low >> 60U;
+        identifier.low = identifier.low << 4U | digit;
+    }
     return identifier;
+}
+
+std::span<const FolderIndex::Keyed> FolderIndex::keyed(const Identifier& identifier) const
+{
+    const auto range = std::ranges::equal_range(identifiers_, identifier, {}, &Keyed::first);
+    return {range.begin(), range.end()};
 }
 
 const FS::Entry* FolderIndex::mainFile(const Asset& asset)
@@ -56,6 +73,15 @@ const FS::Entry* FolderIndex::mainFile(const Asset& asset)
 
 const FS::Entry* FolderIndex::byName(std::string_view name) const
 {
+    // Nearly every name begins with an identifier, and few files share one.
+    if (const auto identifier = identifierOf(OriginalNames::identifier(name))) {
+        for (const Keyed& entry : keyed(*identifier)) {
+            if (entries_[entry.second].name == name) {
+                return &entries_[entry.second];
+            }
+        }
+        return nullptr;
+    }
     const auto found = std::ranges::lower_bound(
         entries_, name, {}, [](const FS::Entry& entry) { return std::string_view(entry.name); });
     return found != entries_.end() && found->name == name ? &*found : nullptr;
@@ -96,13 +122,10 @@ const FS::Entry* FolderIndex::byUUID(const Asset& asset) const
 std::vector<const FS::Entry*> FolderIndex::withIdentifier(std::string_view identifier) const
 {
     std::vector<const FS::Entry*> found;
-    if (!isUuid(identifier)) {
-        return found;
-    }
-    const auto range = std::ranges::equal_range(
-        identifiers_, upperIdentifier(identifier), {}, &std::pair<Identifier, std::uint32_t>::first);
-    for (const auto& keyed : range) {
-        found.push_back(&entries_[keyed.second]);
+    if (const auto wanted = identifierOf(identifier)) {
+        for (const Keyed& entry : keyed(*wanted)) {
+            found.push_back(&entries_[entry.second]);
+        }
     }
     return found;
 }

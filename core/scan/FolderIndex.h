@@ -3,9 +3,11 @@
 #include "database/model/Asset.h"
 #include "disk/FS.h"
 
-#include <array>
+#include <compare>
 #include <cstddef>
 #include <cstdint>
+#include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -32,18 +34,26 @@ public:
     const std::vector<FS::Entry>& entries() const { return entries_; }
 
 private:
-    using Identifier = std::array<char, 36>; ///< Upper case.
+    /// The 32 digits of an identifier as a number: told apart and put in order at once, in either case.
+    struct Identifier {
+        std::uint64_t high = 0;
+        std::uint64_t low = 0;
+        auto operator<=>(const Identifier&) const = default;
+    };
+    using Keyed = std::pair<Identifier, std::uint32_t>;
 
     const FS::Entry* byName(std::string_view name) const;
     const FS::Entry* byLowerName(std::string_view name);
     const FS::Entry* byUUID(const Asset& asset) const;
     std::size_t positionOf(const FS::Entry& entry) const;
-    static Identifier upperIdentifier(std::string_view text);
+    /// None for what is no identifier.
+    static std::optional<Identifier> identifierOf(std::string_view text);
+    std::span<const Keyed> keyed(const Identifier& identifier) const;
 
     std::vector<FS::Entry> entries_;
     std::vector<bool> claimed_;
-    std::vector<std::pair<Identifier, std::uint32_t>> identifiers_; ///< Sorted.
-    std::unordered_map<std::string, std::uint32_t> lowerNames_;     ///< Filled when first asked for.
+    std::vector<Keyed> identifiers_;                            ///< Sorted.
+    std::unordered_map<std::string, std::uint32_t> lowerNames_; ///< Filled when first asked for.
     bool hasLowerNames_ = false;
 };
 

@@ -8,14 +8,37 @@ namespace vantorel {
 LibraryScanResult LibraryScanner::scan(
     const DiskPath& library, const SharedCancelToken& cancel, const ScanProgressCallback& progress) const
 {
+    // Once the database is copied the library's disk is idle until the originals are checked, or the journals
+    // are read. The reader never calls after it returned, and never twice at a time.
+    std::shared_ptr<ListingsAhead> ahead;
+    const auto watchStages = [&](const ScanProgress& now) {
+        if (now.stage == ScanStage::readingDatabase && !ahead) {
+            ahead = std::make_shared<ListingsAhead>(services_.calls, services_.clock, library);
+        } else if (now.stage == ScanStage::readingJournals && ahead) {
+            ahead->stop();
+        }
+        if (progress) {
+            progress(now);
+        }
+    };
+    const auto inspected = [&](const LibrarySnapshot& snapshot) {
+        OriginalsInspector inspector(services_);
+        inspector.stallTimeout = std::min(stallTimeout, DiskPatience::originalsCheckAtMost);
+        inspector.ahead = ahead;
+        return inspector.inspect(snapshot, cancel, progress);
+    };
+
     LibraryReader reader(services_);
     reader.stallTimeout = stallTimeout;
     reader.copyHooks = copyHooks;
-    LibrarySnapshot snapshot = reader.read(library, cancel, progress);
-
-    OriginalsInspector inspector(services_);
-    inspector.stallTimeout = std::min(stallTimeout, DiskPatience::originalsCheckAtMost);
-    OriginalsReport report = inspector.inspect(snapshot, cancel, progress);
+    // SQLite's check of a large file takes as long as all the rest, and nearly always finds nothing.
+    std::optional<OriginalsReport> early;
+    reader.whileChecked = [&](const LibrarySnapshot& tables) { early = inspected(tables); };
+    LibrarySnapshot snapshot = reader.read(library, cancel, watchStages);
+    if (snapshot.damage.severity != DamageReport::Severity::none) {
+        early.reset(); // other photos came to light
+    }
+    OriginalsReport report = early ? *std::move(early) : inspected(snapshot);
     if (isCancelled(cancel)) {
         throw ReadError::cancelled();
     }

@@ -56,8 +56,11 @@ std::string_view withoutExtension(std::string_view name) { return name.substr(0,
 bool isLeftBySystem(std::string_view name)
 {
     // "Icon" with a carriage return holds a folder's icon on HFS+ and APFS.
+    // Asked of every file: most names are as long as none of these.
     return name.starts_with('.') || name == "Icon\r"
-        || std::ranges::find(systemNames, lowerAscii(name)) != systemNames.end();
+        || std::ranges::any_of(systemNames, [name](std::string_view known) {
+               return known.size() == name.size() && known == lowerAscii(name);
+           });
 }
 
 } // namespace vantorel::OriginalNames

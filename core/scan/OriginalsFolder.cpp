@@ -25,7 +25,7 @@ constexpr std::size_t mostFolders = 20'000;
 std::vector<const FS::Entry*> partsOf(const Asset& asset, const FS::Entry* main, const FolderIndex& index)
 {
     std::vector<const FS::Entry*> parts = index.withIdentifier(asset.uuid);
-    if (main != nullptr) {
+    if (main != nullptr && OriginalNames::identifier(main->name) != asset.uuid) {
         const auto named = index.withIdentifier(OriginalNames::identifier(main->name));
         parts.insert(parts.end(), named.begin(), named.end());
     }
@@ -171,8 +171,9 @@ void OriginalsFolder::checkFolder(const std::string& folder, const Assets& asset
         ledger_.lowerState(); // nobody saw what else lies behind the link
     }
     FolderIndex index(std::exchange(looked.list.entries, {}));
+    const std::string path = pathIn(name_, folder);
     for (const Asset* asset : assets) {
-        checkAsset(*asset, pathIn(name_, folder), looked, index);
+        checkAsset(*asset, path, looked, index);
     }
     collectUnknown(folder, index);
 }

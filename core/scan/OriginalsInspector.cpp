@@ -13,7 +13,6 @@
 #include <memory>
 #include <string>
 #include <string_view>
-#include <unordered_set>
 #include <utility>
 #include <vector>
 
@@ -38,13 +37,17 @@ using Assets = std::vector<OriginalsLedger::WithoutOriginal>;
 /// looked at.
 OriginalsWalk::Wanted copiesOf(const Assets& assets)
 {
-    auto identifiers = std::make_shared<std::unordered_set<std::string>>();
+    auto identifiers = std::make_shared<std::vector<std::string>>();
+    identifiers->reserve(assets.size());
     for (const OriginalsLedger::WithoutOriginal& without : assets) {
-        identifiers->insert(upperAscii(without.asset->uuid));
+        identifiers->push_back(upperAscii(without.asset->uuid));
     }
-    return [identifiers](std::string_view name) {
-        const std::string_view identifier = OriginalNames::identifier(name);
-        return !identifier.empty() && identifiers->contains(upperAscii(identifier));
+    std::ranges::sort(*identifiers);
+    return [identifiers, upper = std::string()](std::string_view name) mutable {
+        upper.assign(OriginalNames::identifier(name));
+        std::ranges::transform(upper, upper.begin(),
+            [](char c) { return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c; });
+        return !upper.empty() && std::ranges::binary_search(*identifiers, upper);
     };
 }
 
@@ -165,7 +168,8 @@ OriginalsReport OriginalsInspector::inspect(const LibrarySnapshot& snapshot, con
             .limit = stallTimeout,
             .cancel = cancel,
             .beforeListing = beforeListing,
-            .onSilence = [&ledger](bool waiting) { ledger.tell(waiting); }});
+            .onSilence = [&ledger](bool waiting) { ledger.tell(waiting); },
+            .ahead = beforeListing ? nullptr : ahead});
     OriginalsFolder(walk, ledger).check(snapshot.assets);
     ReferencedFiles(walk, ledger).check(snapshot.assets);
     if (!walk.stopped()) {

@@ -4,9 +4,11 @@
 #include "database/model/LibrarySnapshot.h"
 #include "database/model/ScanProgress.h"
 #include "disk/CancelToken.h"
+#include "scan/ListingsAhead.h"
 #include "scan/OriginalsReport.h"
 
 #include <functional>
+#include <memory>
 
 namespace vantorel {
 
@@ -22,6 +24,9 @@ public:
     Seconds stallTimeout = DiskPatience::originalsCheckAtMost;
     std::function<void(const DiskPath&)>
         beforeListing{}; ///< Called with each folder before it is listed; tests.
+
+    std::shared_ptr<ListingsAhead>
+        ahead{}; ///< Folders of this library that were listed already. Not used where there is a hook.
 
     OriginalsReport inspect(const LibrarySnapshot& snapshot, const SharedCancelToken& cancel,
         const ScanProgressCallback& progress) const;

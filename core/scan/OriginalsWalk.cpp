@@ -185,9 +185,19 @@ Looked OriginalsWalk::look(const std::string& relative, const Wanted& wanted)
     const Seconds limit =
         stalls_ >= stallsBeforeHaste ? std::min(settings_.limit, limitInHaste) : settings_.limit;
     auto box = std::make_shared<FS::ListBox>();
-    auto outcome =
-        run(limit, [held = held_, box, relative, wanted](const std::shared_ptr<Heartbeat>& heartbeat) {
+    std::optional<ListingsAhead::Listing> ahead;
+    if (settings_.ahead && !wanted) {
+        ahead = settings_.ahead->take(relative);
+    }
+    auto outcome = run(limit,
+        [held = held_, box, relative, wanted, ahead = std::move(ahead)](
+            const std::shared_ptr<Heartbeat>& heartbeat) mutable {
             Listed listed;
+            if (ahead) {
+                listed.looked.list = std::move(ahead->list);
+                listed.gone = !ahead->watch->isStillThere();
+                return listed;
+            }
             const auto watch = held->volumeWatch();
             const auto root = held->libraryRoot();
             Listing list = root ? listWanted(**root, relative, wanted, *heartbeat, *box)

@@ -6,6 +6,7 @@
 #include "disk/FS.h"
 #include "disk/Guarded.h"
 #include "disk/Root.h"
+#include "scan/ListingsAhead.h"
 
 #include <functional>
 #include <memory>
@@ -61,6 +62,7 @@ public:
         SharedCancelToken cancel{};
         std::function<void(const DiskPath&)> beforeListing{};
         std::function<void(bool)> onSilence{};
+        std::shared_ptr<ListingsAhead> ahead{}; ///< What was listed already; none needed.
     };
 
     OriginalsWalk(CoreServices services, Settings settings);

@@ -110,6 +110,24 @@ TEST_F(LibraryReaderSteps, endWithinAQueryWhenTheUserStops)
         "cancelled: ");
 }
 
+TEST_F(LibraryReaderSteps, judgeWorkBesideThemLikeAStep)
+{
+    const auto cancel = std::make_shared<CancelToken>();
+    DatabaseSteps made = steps(systemClock(), cancel);
+    made.beginBeside([](SQLiteReader&) { throw SQLiteReaderError(Kind::stepFailed, "malformed", {}, 11); });
+    EXPECT_EQ(made.run("Captions", 0, [](const DatabaseSteps::Worker&) { }), End::whole);
+    EXPECT_EQ(made.endBeside("Captions"), End::damaged);
+
+    Signal began;
+    made.beginBeside([&began](SQLiteReader& reader) {
+        began.release();
+        reader.forEachRow(endless, {}, [](const SQLiteRow&) { });
+    });
+    ASSERT_TRUE(systemClock()->acquire(began, std::chrono::minutes(1)));
+    cancel->cancel();
+    EXPECT_EQ(errorOf([&] { std::ignore = made.endBeside("Captions"); }), "cancelled: ");
+}
+
 TEST_F(LibraryReaderSteps, giveUpASilentDiskAndDropWhatComesLate)
 {
     const auto clock = std::make_shared<ManualClock>();
