@@ -1,11 +1,14 @@
 #include "cli/JsonText.h"
 
+#include "cli/JsonAppend.h"
+
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
 #include <type_traits>
+#include <utility>
 #include <vector>
 
 namespace vantorel::cli {
@@ -14,35 +17,220 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
+/// The raw value of an enumeration.
+const auto appendNameIn = [](const auto& names) {
+    return [&names](std::string& out, auto value) { appendJson(out, nameIn(names, value)); };
+};
+
+void append(std::string& out, const Asset& asset)
+{
+    JsonObject(out)
+        .with("pk", asset.pk)
+        .with("uuid", asset.uuid)
+        .with("directory", asset.directory)
+        .with("fileName", asset.fileName)
+        .with("originalFileName", asset.originalFileName)
+        .with("title", asset.title)
+        .with("caption", asset.caption)
+        .with("keywords", asset.keywords)
+        .with("people", asset.people)
+        .with("isFavorite", asset.isFavorite)
+        .with("isHidden", asset.isHidden)
+        .with("isTrashed", asset.isTrashed)
+        .with("kind", nameIn(assetKindNames, asset.kind))
+        .with("isLivePhoto", asset.isLivePhoto)
+        .with("hasEdits", asset.hasEdits)
+        .with("dateCreated", asset.dateCreated)
+        .with("dateModified", asset.dateModified)
+        .with("dateAdded", asset.dateAdded)
+        .with("timeZoneOffset", asset.timeZoneOffset)
+        .with("latitude", asset.latitude)
+        .with("longitude", asset.longitude)
+        .with("originalFileSize", asset.originalFileSize)
+        .with("fingerprint", asset.fingerprint)
+        .with("isReferenced", asset.isReferenced)
+        .with("isSharedAlbumItem", asset.isSharedAlbumItem)
+        .with("isOnlyInCloud", asset.isOnlyInCloud)
+        .with("referencedPath", asset.referencedPath)
+        .with("referencedPartners", asset.referencedPartners)
+        .with("expectsPartner", asset.expectsPartner)
+        .with("albumPKs", asset.albumPKs)
+        .withWritten("lostDetails",
+            [&](std::string& to) { appendJsonList(to, asset.lostDetails, appendNameIn(lostDetailNames)); })
+        .with("isRecoveredFile", asset.isRecoveredFile)
+        .end();
+}
+
+void append(std::string& out, const Album& album)
+{
+    JsonObject(out)
+        .with("pk", album.pk)
+        .with("uuid", album.uuid)
+        .with("title", album.title)
+        .with("kind", nameIn(albumKindNames, album.kind))
+        .with("parentPK", album.parentPK)
+        .with("isTrashed", album.isTrashed)
+        .with("assetPKs", album.assetPKs)
+        .with("lostEntries", album.lostEntries)
+        .end();
+}
+
+void append(std::string& out, const ResolvedFile& file)
+{
+    JsonObject(out).with("path", file.path).with("size", file.size).end();
+}
+
+void append(std::string& out, const OriginalEntry& entry)
+{
+    const auto appendAny = [](std::string& to, const ResolvedFile& file) { append(to, file); };
+    JsonObject(out)
+        .with("status", nameIn(originalStatusNames, entry.status))
+        .with(
+            "reason", entry.reason ? std::optional(nameIn(missingReasonNames, *entry.reason)) : std::nullopt)
+        .withWritten("file",
+            [&](std::string& to) {
+                if (entry.file) {
+                    append(to, *entry.file);
+                } else {
+                    to += "null";
+                }
+            })
+        .withWritten("companions",
+            [&](std::string& to) {
+                if (entry.file) {
+                    appendJsonList(to, entry.file->companions, appendAny);
+                } else {
+                    to += "[]";
+                }
+            })
+        .with("isStillOfVideo", entry.isStillOfVideo)
+        .with("isOutsideLibrary", entry.isOutsideLibrary)
+        .with("partnerMissing", entry.partnerMissing)
+        .with("refusedPath", entry.refusedPath)
+        .with("text", statusText(entry))
+        .end();
+}
+
+void append(std::string& out, const OriginalsReport::UnknownFile& file)
+{
+    JsonObject(out)
+        .with("uuid", file.uuid)
+        .with("directory", file.directory)
+        .with("main", file.main)
+        .with("companions", file.companions)
+        .with("size", file.size)
+        .with("modified", Date(file.modified))
+        .end();
+}
+
+void append(std::string& out, const ChangedAsset& asset)
+{
+    JsonObject(out)
+        .with("sourcePK", asset.sourcePK)
+        .with("otherPK", asset.otherPK)
+        .with("name", asset.name)
+        .withWritten("changes",
+            [&](std::string& to) { appendJsonList(to, asset.changes, appendNameIn(assetChangeNames)); })
+        .end();
+}
+
+void append(std::string& out, const ChangedAlbum& album)
+{
+    JsonObject(out)
+        .with("sourcePK", album.sourcePK)
+        .with("otherPK", album.otherPK)
+        .with("name", album.name)
+        .with("renamedFrom", album.renamedFrom)
+        .with("movedFrom", album.movedFrom)
+        .with("photosMissingInOther", album.photosMissingInOther)
+        .with("photosOnlyInOther", album.photosOnlyInOther)
+        .end();
+}
+
+void append(std::string& out, const PlannedFile& file)
+{
+    JsonObject(out)
+        .with("source", file.source.native())
+        .with("relativePath", file.relativePath)
+        .with("size", file.size)
+        .end();
+}
+
+void append(std::string& out, const PlannedItem& item)
+{
+    JsonObject(out)
+        .with("assetPK", item.assetPK)
+        .with("assetUUID", item.assetUUID)
+        .with("albumPath", item.albumPath)
+        .withWritten("files",
+            [&](std::string& to) {
+                appendJsonList(
+                    to, item.files, [](std::string& list, const PlannedFile& file) { append(list, file); });
+            })
+        .with("sidecarRelativePath", item.sidecarRelativePath)
+        .with("isSmallerCopy", item.isSmallerCopy)
+        .with("sizeDiffers", item.sizeDiffers)
+        .end();
+}
+
+void append(std::string& out, const SkippedItem& item)
+{
+    JsonObject(out)
+        .with("assetPK", item.assetPK)
+        .with("name", item.name)
+        .with("albumPaths", item.albumPaths)
+        .with("reason", item.reason)
+        .end();
+}
+
 /// Writes text to standard output and remembers whether it all went.
 class Output {
 public:
     void add(std::string_view text)
     {
-        whole_ = whole_ && std::fwrite(text.data(), 1, text.size(), stdout) == text.size();
+        text_ += text;
+        if (text_.size() >= writtenAtOnce) {
+            write();
+        }
     }
     void addJson(const Json& json) { add(json.dump(-1, ' ', false, Json::error_handler_t::replace)); }
+    /// What `append` appends to a text.
+    template <typename Append>
+    void addWith(Append append)
+    {
+        append(text_);
+        add({});
+    }
     /// The elements of a long list, one a line.
-    template <typename Range, typename Convert>
-    void addList(std::string_view key, const Range& range, Convert convert)
+    template <typename Range>
+    void addList(std::string_view key, const Range& range)
     {
         addJson(Json(std::string(key)));
         add(": [");
         bool first = true;
         for (const auto& element : range) {
-            add(first ? "\n" : ",\n");
-            first = false;
-            addJson(convert(element));
+            add(std::exchange(first, false) ? "\n" : ",\n");
+            addWith([&element](std::string& out) { append(out, element); });
         }
         add("]");
     }
     bool finish()
     {
         add("\n");
+        write();
         return std::fflush(stdout) == 0 && whole_;
     }
 
 private:
+    static constexpr std::size_t writtenAtOnce = 65'536;
+
+    void write()
+    {
+        whole_ = whole_ && std::fwrite(text_.data(), 1, text_.size(), stdout) == text_.size();
+        text_.clear();
+    }
+
+    std::string text_;
     bool whole_ = true;
 };
 
@@ -92,62 +280,6 @@ Json toJson(const FoundLibrary& library)
     };
 }
 
-Json toJson(const Asset& asset)
-{
-    Json lost = Json::array();
-    for (const auto detail : asset.lostDetails) {
-        lost.push_back(nameIn(lostDetailNames, detail));
-    }
-    return {
-        {"pk", asset.pk},
-        {"uuid", asset.uuid},
-        {"directory", asset.directory},
-        {"fileName", asset.fileName},
-        {"originalFileName", orNull(asset.originalFileName)},
-        {"title", orNull(asset.title)},
-        {"caption", orNull(asset.caption)},
-        {"keywords", asset.keywords},
-        {"people", asset.people},
-        {"isFavorite", asset.isFavorite},
-        {"isHidden", asset.isHidden},
-        {"isTrashed", asset.isTrashed},
-        {"kind", nameIn(assetKindNames, asset.kind)},
-        {"isLivePhoto", asset.isLivePhoto},
-        {"hasEdits", asset.hasEdits},
-        {"dateCreated", orNull(asset.dateCreated)},
-        {"dateModified", orNull(asset.dateModified)},
-        {"dateAdded", orNull(asset.dateAdded)},
-        {"timeZoneOffset", orNull(asset.timeZoneOffset)},
-        {"latitude", orNull(asset.latitude)},
-        {"longitude", orNull(asset.longitude)},
-        {"originalFileSize", orNull(asset.originalFileSize)},
-        {"fingerprint", orNull(asset.fingerprint)},
-        {"isReferenced", asset.isReferenced},
-        {"isSharedAlbumItem", asset.isSharedAlbumItem},
-        {"isOnlyInCloud", asset.isOnlyInCloud},
-        {"referencedPath", orNull(asset.referencedPath)},
-        {"referencedPartners", asset.referencedPartners},
-        {"expectsPartner", asset.expectsPartner},
-        {"albumPKs", asset.albumPKs},
-        {"lostDetails", std::move(lost)},
-        {"isRecoveredFile", asset.isRecoveredFile},
-    };
-}
-
-Json toJson(const Album& album)
-{
-    return {
-        {"pk", album.pk},
-        {"uuid", orNull(album.uuid)},
-        {"title", orNull(album.title)},
-        {"kind", nameIn(albumKindNames, album.kind)},
-        {"parentPK", orNull(album.parentPK)},
-        {"isTrashed", album.isTrashed},
-        {"assetPKs", album.assetPKs},
-        {"lostEntries", album.lostEntries},
-    };
-}
-
 Json toJson(const SchemaSummary& schema)
 {
     Json unavailable = Json::array();
@@ -190,94 +322,6 @@ Json toJson(const DamageReport& damage)
     };
 }
 
-Json toJson(const ResolvedFile& file) { return {{"path", file.path}, {"size", file.size}}; }
-
-Json toJson(const OriginalEntry& entry)
-{
-    Json companions = Json::array();
-    if (entry.file) {
-        for (const auto& companion : entry.file->companions) {
-            companions.push_back(toJson(companion));
-        }
-    }
-    return {
-        {"status", nameIn(originalStatusNames, entry.status)},
-        {"reason", entry.reason ? Json(nameIn(missingReasonNames, *entry.reason)) : Json(nullptr)},
-        {"file", entry.file ? toJson(*entry.file) : Json(nullptr)},
-        {"companions", std::move(companions)},
-        {"isStillOfVideo", entry.isStillOfVideo},
-        {"isOutsideLibrary", entry.isOutsideLibrary},
-        {"partnerMissing", entry.partnerMissing},
-        {"refusedPath", orNull(entry.refusedPath)},
-        {"text", statusText(entry)},
-    };
-}
-
-Json toJson(const OriginalsReport::UnknownFile& file)
-{
-    return {
-        {"uuid", file.uuid},
-        {"directory", file.directory},
-        {"main", file.main},
-        {"companions", file.companions},
-        {"size", file.size},
-        {"modified", isoMilliseconds(file.modified)},
-    };
-}
-
-Json toJson(const ChangedAsset& asset)
-{
-    Json changes = Json::array();
-    for (const auto change : asset.changes) {
-        changes.push_back(nameIn(assetChangeNames, change));
-    }
-    return {
-        {"sourcePK", asset.sourcePK},
-        {"otherPK", asset.otherPK},
-        {"name", asset.name},
-        {"changes", std::move(changes)},
-    };
-}
-
-Json toJson(const ChangedAlbum& album)
-{
-    return {
-        {"sourcePK", album.sourcePK},
-        {"otherPK", album.otherPK},
-        {"name", album.name},
-        {"renamedFrom", orNull(album.renamedFrom)},
-        {"movedFrom", orNull(album.movedFrom)},
-        {"photosMissingInOther", album.photosMissingInOther},
-        {"photosOnlyInOther", album.photosOnlyInOther},
-    };
-}
-
-Json toJson(const PlannedItem& item)
-{
-    Json files = Json::array();
-    for (const auto& file : item.files) {
-        files.push_back(
-            {{"source", file.source.native()}, {"relativePath", file.relativePath}, {"size", file.size}});
-    }
-    return {
-        {"assetPK", item.assetPK},
-        {"assetUUID", item.assetUUID},
-        {"albumPath", item.albumPath},
-        {"files", std::move(files)},
-        {"sidecarRelativePath", item.sidecarRelativePath},
-        {"isSmallerCopy", item.isSmallerCopy},
-        {"sizeDiffers", item.sizeDiffers},
-    };
-}
-
-Json toJson(const SkippedItem& item)
-{
-    return {{"assetPK", item.assetPK}, {"name", item.name}, {"albumPaths", item.albumPaths},
-        {"reason", item.reason}};
-}
-
-const auto anyToJson = [](const auto& value) { return toJson(value); };
-
 } // namespace
 
 bool printJson(const LibraryScanResult& scan)
@@ -290,9 +334,9 @@ bool printJson(const LibraryScanResult& scan)
     out.add(", \"name\": ");
     out.addJson(Json(snapshot.name));
     out.add(",\n");
-    out.addList("assets", snapshot.assets, anyToJson);
+    out.addList("assets", snapshot.assets);
     out.add(",\n");
-    out.addList("albums", snapshot.albums, anyToJson);
+    out.addList("albums", snapshot.albums);
     out.add(",\n\"people\": ");
     out.addJson(Json(snapshot.people));
     out.add(",\n\"schema\": ");
@@ -309,17 +353,19 @@ bool printJson(const LibraryScanResult& scan)
     }
     std::ranges::sort(keys);
     for (const std::int64_t key : keys) {
-        out.add(key == keys.front() ? "\n" : ",\n");
-        out.addJson(Json(std::to_string(key)));
-        out.add(": ");
-        out.addJson(toJson(originals.entries.at(key)));
+        out.add(key == keys.front() ? "\n\"" : ",\n\"");
+        out.addWith([&](std::string& text) {
+            appendJson(text, key);
+            text += "\": ";
+            append(text, originals.entries.at(key));
+        });
     }
     out.add("},\n\"state\": ");
     out.addJson(Json(nameIn(originalsStateNames, originals.state)));
     out.add(",\n");
-    out.addList("unknownFiles", originals.unknownFiles, anyToJson);
+    out.addList("unknownFiles", originals.unknownFiles);
     out.add(",\n");
-    out.addList("emptyUnknownFiles", originals.emptyUnknownFiles, anyToJson);
+    out.addList("emptyUnknownFiles", originals.emptyUnknownFiles);
     out.add(",\n\"unreadableFolders\": ");
     out.addJson(Json(originals.unreadableFolders));
     out.add(",\n\"deniedFolders\": ");
@@ -342,13 +388,13 @@ bool printJson(const LibraryComparison& comparison)
     add("deletedHereOnlyCount", comparison.deletedHereOnlyCount);
     add("originalInCloudInOtherCount", comparison.originalInCloudInOtherCount);
     out.add(",\n");
-    out.addList("changedAssets", comparison.changedAssets, anyToJson);
+    out.addList("changedAssets", comparison.changedAssets);
     add("sameAssetCount", comparison.sameAssetCount);
     add("onlyInOtherAssetCount", comparison.onlyInOtherAssetCount);
     add("missingAlbumPKs", comparison.missingAlbumPKs);
     add("missingFolderPKs", comparison.missingFolderPKs);
     out.add(",\n");
-    out.addList("changedAlbums", comparison.changedAlbums, anyToJson);
+    out.addList("changedAlbums", comparison.changedAlbums);
     add("sameAlbumCount", comparison.sameAlbumCount);
     add("onlyInOtherAlbumCount", comparison.onlyInOtherAlbumCount);
     add("matchedByNameAndDate", comparison.matchedByNameAndDate);
@@ -365,9 +411,9 @@ bool printJson(const ExportPlan& plan)
     out.add(",\n\"folders\": ");
     out.addJson(Json(plan.folders));
     out.add(",\n");
-    out.addList("items", plan.items, anyToJson);
+    out.addList("items", plan.items);
     out.add(",\n");
-    out.addList("skipped", plan.skipped, anyToJson);
+    out.addList("skipped", plan.skipped);
     out.add(",\n\"notes\": ");
     out.addJson(Json(plan.notes));
     out.add(",\n\"id\": ");
@@ -421,7 +467,7 @@ bool printJson(const ExportOutcome& outcome)
     text.pop_back(); // the closing brace: the long list goes in before it
     out.add(text);
     out.add(",\n");
-    out.addList("skipped", outcome.skipped, anyToJson);
+    out.addList("skipped", outcome.skipped);
     out.add("}");
     return out.finish();
 }
