@@ -52,6 +52,9 @@ int runVerify(const Context& context, const VerifyArguments& arguments);
 /// the stages where there is more than one library.
 std::expected<std::shared_ptr<const LibraryScanResult>, int> scanWithProgress(
     const Context& context, const std::string& library, std::string_view which = {});
+/// Keeps a large result until the process ends, which gives all its memory back at once. A scan is millions
+/// of small pieces: to free them one by one takes as long as to compare two.
+void keepUntilTheEnd(std::shared_ptr<const void> result);
 /// Whether all of the library was read and looked at.
 bool isWhole(const LibraryScanResult& scan);
 

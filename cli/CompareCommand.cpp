@@ -36,6 +36,8 @@ int runCompare(const Context& context, const CompareArguments& arguments)
     if (!other) {
         return other.error();
     }
+    keepUntilTheEnd(*source);
+    keepUntilTheEnd(*other);
     const LibraryComparison comparison = LibraryComparer::compare(**source, **other);
     if (context.options.json) {
         if (!printJson(comparison)) {

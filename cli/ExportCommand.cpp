@@ -189,6 +189,8 @@ int runExport(const Context& context, const ExportArguments& arguments)
         options.albumPKs = *std::move(chosen);
     }
     const auto plan = std::make_shared<const ExportPlan>(planExport(**scan, options));
+    keepUntilTheEnd(*scan);
+    keepUntilTheEnd(plan);
     if (arguments.dryRun) {
         if (context.options.json) {
             return printJson(*plan) ? done : nothingStarted;

@@ -13,6 +13,8 @@
 
 #include <array>
 #include <cstdio>
+#include <utility>
+#include <vector>
 
 namespace vantorel::cli {
 
@@ -104,6 +106,13 @@ std::expected<std::shared_ptr<const LibraryScanResult>, int> scanWithProgress(
     }
 }
 
+void keepUntilTheEnd(std::shared_ptr<const void> result)
+{
+    // Never destroyed itself, and reachable: no leak to whoever looks for leaks.
+    static auto* const kept = std::make_unique<std::vector<std::shared_ptr<const void>>>().release();
+    kept->push_back(std::move(result));
+}
+
 bool isWhole(const LibraryScanResult& scan)
 {
     return scan.originals.state == OriginalsReport::State::complete && !scan.snapshot.damage.diskDidNotAnswer;
@@ -115,6 +124,7 @@ int runScan(const Context& context, const ScanArguments& arguments)
     if (!scan) {
         return scan.error();
     }
+    keepUntilTheEnd(*scan);
     if (context.options.json) {
         if (!printJson(**scan)) {
             fmt::print(stderr, "The result could not be written to standard output.\n");
