@@ -3,6 +3,7 @@
 #include "base/Date.h"
 #include "base/Digest.h"
 #include "base/Text.h"
+#include "disk/InParallel.h"
 #include "export/AlbumTree.h"
 #include "export/SafeNames.h"
 #include "scan/OriginalNames.h"
@@ -10,6 +11,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <iterator>
 #include <map>
 #include <span>
 #include <string_view>
@@ -60,7 +62,6 @@ public:
     {
         plan_.libraryName = snapshot_.name;
         findMembers();
-        plan_.items.reserve(candidates_.size());
         for (std::size_t i = 0; i < candidates_.size(); ++i) {
             judge(i);
         }
@@ -69,6 +70,7 @@ public:
         planGroup(Group::hidden, exportFolders::hidden);
         planGroup(Group::trashed, exportFolders::trashed);
         planGroup(Group::recovered, exportFolders::recovered);
+        planCopies();
         listSkipped();
         addNotes();
         plan_.id = planIdentity(plan_, options_);
@@ -202,7 +204,7 @@ private:
 
     void planAlbum(const AlbumFolder& folder, std::size_t number)
     {
-        NameAllocator names;
+        std::vector<std::size_t> saved;
         const bool isWanted = isWantedAlbum(folder);
         for (const auto pk : members(folder)) {
             const auto found = byKey_.find(pk);
@@ -219,9 +221,10 @@ private:
                     skippedPaths_[found->second].push_back(folder.path);
                 }
             } else if (isWanted) {
-                planCopy(found->second, folder.path, names);
+                saved.push_back(found->second);
             }
         }
+        addContent(folder.path, std::move(saved));
     }
 
     /// A folder may be there only for the albums in it.
@@ -271,23 +274,60 @@ private:
     /// The folder is planned only if something goes into it.
     void planFolder(const std::vector<std::size_t>& members, const std::string& folder)
     {
-        NameAllocator names;
-        bool isPlanned = false;
+        std::vector<std::size_t> saved;
         for (const auto i : members) {
-            if (!candidates_[i].reason.empty()) {
+            if (candidates_[i].reason.empty()) {
+                saved.push_back(i);
+            } else {
                 skippedPaths_[i].push_back(folder);
-                continue;
             }
-            if (!isPlanned) {
-                plan_.folders.push_back(folder);
-                isPlanned = true;
-            }
-            planCopy(i, folder, names);
+        }
+        if (!saved.empty()) {
+            plan_.folders.push_back(folder);
+        }
+        addContent(folder, std::move(saved));
+    }
+
+    /// What goes into one folder. Names are unique within a folder, so folders are worked on side by side.
+    struct Content {
+        std::string folder{};
+        std::vector<std::size_t> members{};
+        std::vector<PlannedItem> items{};
+        std::vector<std::string> unknownTypes{}; ///< Paths of files.
+    };
+
+    void addContent(const std::string& folder, std::vector<std::size_t> members)
+    {
+        if (!members.empty()) {
+            contents_.push_back({.folder = folder, .members = std::move(members)});
         }
     }
 
-    void planCopy(std::size_t index, const std::string& folder, NameAllocator& names)
+    void planCopies()
     {
+        inParallel(contents_.size(), [this](std::size_t i) {
+            Content& content = contents_[i];
+            NameAllocator names;
+            content.items.reserve(content.members.size());
+            for (const std::size_t member : content.members) {
+                planCopy(member, content, names);
+            }
+        });
+        std::size_t count = 0;
+        for (const Content& content : contents_) {
+            count += content.items.size();
+        }
+        plan_.items.reserve(count);
+        for (Content& content : contents_) {
+            std::ranges::move(content.items, std::back_inserter(plan_.items));
+            unknownTypes_.insert(content.unknownTypes.begin(), content.unknownTypes.end());
+            content = {};
+        }
+    }
+
+    void planCopy(std::size_t index, Content& content, NameAllocator& names) const
+    {
+        const std::string& folder = content.folder;
         const auto& photo = asset(index);
         const auto& entry = *candidates_[index].entry;
         const bool isSmallerCopy = holdsSmallerCopy(entry);
@@ -295,11 +335,11 @@ private:
         const auto rest = leavesCopyOut ? withoutSmallerCopy(*entry.file) : std::nullopt;
         const ResolvedFile& main = rest ? *rest : *entry.file;
         const auto split = SafeNames::split(shownName(photo), lastComponent(main.path));
-        noteType(main, split);
+        noteType(main, split, content);
         std::vector<std::string> companionExtensions;
         for (const auto& companion : main.companions) {
             const auto companionSplit = SafeNames::companionExtension(lastComponent(companion.path));
-            noteType(companion, companionSplit);
+            noteType(companion, companionSplit, content);
             companionExtensions.push_back(companionSplit.extension);
         }
 
@@ -325,7 +365,7 @@ private:
                 .relativePath = folder + "/" + given.companions[i],
                 .size = main.companions[i].size});
         }
-        plan_.items.push_back(std::move(item));
+        content.items.push_back(std::move(item));
     }
 
     /// The identifier stands in for a name of which nothing is left; it comes from the library too.
@@ -346,11 +386,10 @@ private:
                 && (entry.partnerMissing || std::ranges::none_of(main.companions, isVideo)));
     }
 
-    /// Each file once, in however many albums it is.
-    void noteType(const ResolvedFile& file, const SafeNames::StemAndExtension& split)
+    static void noteType(const ResolvedFile& file, const SafeNames::StemAndExtension& split, Content& content)
     {
         if (split.addedDat) {
-            unknownTypes_.insert(file.path);
+            content.unknownTypes.push_back(file.path);
         }
     }
 
@@ -413,7 +452,8 @@ private:
     std::unordered_map<std::int64_t, std::size_t> byKey_;
     std::vector<Candidate> candidates_; ///< One for each asset, in their order.
     std::unordered_map<std::size_t, std::vector<std::string>> skippedPaths_;
-    std::unordered_set<std::string> unknownTypes_;
+    std::vector<Content> contents_;                ///< In the order in which they are saved.
+    std::unordered_set<std::string> unknownTypes_; ///< Each file once, in however many albums it is.
     ExportPlan plan_;
 };
 
@@ -432,17 +472,23 @@ std::string planIdentity(const ExportPlan& plan, const ExportOptions& options)
              options.peopleAsKeywords, options.includeOutsideFiles}) {
         line += choice ? "|true" : "|false";
     }
-    digest.add(line += '\n');
+    line += '\n';
+    constexpr std::size_t addedAtOnce = 16'384; // a call for each line costs more than its bytes
     for (const auto& item : plan.items) {
         for (const auto& file : item.files) {
-            line = file.relativePath;
+            if (line.size() > addedAtOnce) {
+                digest.add(line);
+                line.clear();
+            }
+            line += file.relativePath;
             line += '\x01';
             line += std::to_string(file.size);
             line += '\x01';
             line += lastComponent(file.source.native());
-            digest.add(line += '\n');
+            line += '\n';
         }
     }
+    digest.add(line);
     return digest.finish();
 }
 

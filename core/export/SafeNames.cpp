@@ -228,22 +228,7 @@ NameAllocator::Names NameAllocator::allocate(const std::string& stem, const std:
 {
     const auto stemKey = SafeNames::comparisonKey(stem);
     const auto mainKey = "." + SafeNames::comparisonKey(extension);
-    auto& next = next_.try_emplace(stemKey + '\x01' + mainKey.substr(1), 1).first->second;
-    // Photos of one stem and ever other extensions would each count through all the sidecars before them.
-    auto& sidecarsTakenBelow = sidecarsTakenBelow_.try_emplace(stemKey, 1).first->second;
-
-    auto number = std::max(next, sidecarsTakenBelow);
-    while (true) {
-        const bool sidecarTaken = used_.contains(keyOf(stemKey, number, ".xmp"));
-        if (sidecarTaken && number == sidecarsTakenBelow) {
-            ++sidecarsTakenBelow;
-        }
-        if (!sidecarTaken && !used_.contains(keyOf(stemKey, number, mainKey))) {
-            break;
-        }
-        ++number;
-    }
-    next = number + 1;
+    const auto number = freeNumber(stemKey, mainKey);
 
     Names names{.stem = number == 1 ? stem : stem + numbered(number)};
     names.main = names.stem + "." + extension;
@@ -263,6 +248,31 @@ NameAllocator::Names NameAllocator::allocate(const std::string& stem, const std:
         ++attempt;
     }
     return names;
+}
+
+/// The least number with which neither the file's name nor its sidecar's is taken.
+std::int64_t NameAllocator::freeNumber(const std::string& stemKey, const std::string& mainKey)
+{
+    if (!used_.contains(stemKey + ".xmp") && !used_.contains(stemKey + mainKey)) {
+        return 1; // as for most: nothing needs to be remembered of it
+    }
+    auto& next = next_.try_emplace(stemKey + '\x01' + mainKey.substr(1), 1).first->second;
+    // Photos of one stem and ever other extensions would each count through all the sidecars before them.
+    auto& sidecarsTakenBelow = sidecarsTakenBelow_.try_emplace(stemKey, 1).first->second;
+
+    auto number = std::max(next, sidecarsTakenBelow);
+    while (true) {
+        const bool sidecarTaken = used_.contains(keyOf(stemKey, number, ".xmp"));
+        if (sidecarTaken && number == sidecarsTakenBelow) {
+            ++sidecarsTakenBelow;
+        }
+        if (!sidecarTaken && !used_.contains(keyOf(stemKey, number, mainKey))) {
+            break;
+        }
+        ++number;
+    }
+    next = number + 1;
+    return number;
 }
 
 void NameAllocator::reserve(std::string_view name) { used_.insert(SafeNames::comparisonKey(name)); }

@@ -71,6 +71,8 @@ public:
     void reserve(std::string_view name);
 
 private:
+    std::int64_t freeNumber(const std::string& stemKey, const std::string& mainKey);
+
     std::unordered_set<std::string> used_;
     std::unordered_map<std::string, std::int64_t> next_;
     std::unordered_map<std::string, std::int64_t>
