@@ -4,12 +4,15 @@
 #include "compare/Candidates.h"
 #include "compare/IdentifierKeys.h"
 
+#include <algorithm>
+#include <array>
+#include <charconv>
 #include <chrono>
+#include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <unordered_map>
-
-#include <fmt/format.h>
 
 namespace vantorel {
 
@@ -41,15 +44,40 @@ bool hasUsableDate(const Asset& asset)
     return seconds != zeroOf1970 && seconds != zeroOf2001;
 }
 
+/// Most names are ASCII, where there is nothing to compose.
+void appendComposedLowerCase(std::string& key, std::string_view name)
+{
+    if (std::ranges::any_of(name, [](char c) { return static_cast<signed char>(c) < 0; })) {
+        key += lowerCase(composed(name));
+        return;
+    }
+    for (const char c : name) {
+        key += c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+    }
+}
+
+void appendNumber(std::string& key, std::optional<std::int64_t> number)
+{
+    if (!number) {
+        key += '-';
+        return;
+    }
+    std::array<char, 24> digits{};
+    key.append(digits.data(), std::to_chars(digits.data(), digits.data() + digits.size(), *number).ptr);
+}
+
 /// Name, date and size; "-" for what is not known of the last two.
 std::string matchKey(const Asset& asset)
 {
+    constexpr std::size_t numbers = 48; // two of at most 20 digits, and what stands between
     const std::string& name = hasOriginalName(asset) ? *asset.originalFileName : asset.fileName;
-    const std::string date =
-        asset.dateCreated ? fmt::to_string(wholeSeconds(*asset.dateCreated)) : std::string("-");
-    const std::string size =
-        asset.originalFileSize ? fmt::to_string(*asset.originalFileSize) : std::string("-");
-    return lowerCase(composed(name)) + "|" + date + "|" + size;
+    std::string key;
+    key.reserve(name.size() + numbers);
+    appendComposedLowerCase(key, name);
+    appendNumber(
+        key += '|', asset.dateCreated ? std::optional(wholeSeconds(*asset.dateCreated)) : std::nullopt);
+    appendNumber(key += '|', asset.originalFileSize);
+    return key;
 }
 
 class ItemPairing {
