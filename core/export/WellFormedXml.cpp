@@ -1,6 +1,7 @@
 #include "export/WellFormedXml.h"
 
 #include "base/Text.h"
+#include "base/Utf8.h"
 
 #include <algorithm>
 #include <array>
@@ -19,14 +20,24 @@ constexpr std::size_t mostAttributes = 1'024; // of one element; they are compar
 
 bool isBlank(char c) { return c == ' ' || c == '\t' || c == '\r' || c == '\n'; }
 
-/// Every byte of a scalar beyond ASCII counts as part of a name, which allows some more than XML does.
-bool isNameStart(char c)
-{
-    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || c == '_' || c == ':'
-        || static_cast<unsigned char>(c) >= 0x80;
-}
+struct Scalars {
+    char32_t first;
+    char32_t last;
+};
+/// What XML 1.0 (fifth edition) lets a name begin with, and what it allows behind that in addition.
+constexpr std::array nameStarts{Scalars{':', ':'}, Scalars{'A', 'Z'}, Scalars{'_', '_'}, Scalars{'a', 'z'},
+    Scalars{0xC0, 0xD6}, Scalars{0xD8, 0xF6}, Scalars{0xF8, 0x2FF}, Scalars{0x370, 0x37D},
+    Scalars{0x37F, 0x1FFF}, Scalars{0x200C, 0x200D}, Scalars{0x2070, 0x218F}, Scalars{0x2C00, 0x2FEF},
+    Scalars{0x3001, 0xD7FF}, Scalars{0xF900, 0xFDCF}, Scalars{0xFDF0, 0xFFFD}, Scalars{0x10000, 0xEFFFF}};
+constexpr std::array nameParts{Scalars{'-', '.'}, Scalars{'0', '9'}, Scalars{0xB7, 0xB7},
+    Scalars{0x300, 0x36F}, Scalars{0x203F, 0x2040}};
 
-bool isNamePart(char c) { return isNameStart(c) || (c >= '0' && c <= '9') || c == '-' || c == '.'; }
+template <typename Table>
+bool isIn(const Table& table, char32_t scalar)
+{
+    return std::ranges::any_of(
+        table, [scalar](const Scalars& range) { return scalar >= range.first && scalar <= range.last; });
+}
 
 bool isXmlCharacter(std::uint32_t scalar)
 {
@@ -53,7 +64,7 @@ public:
     bool document()
     {
         std::ignore = take("\xEF\xBB\xBF"); // a byte order mark, which may be there
-        if (rest_.starts_with("<?xml") && rest_.size() > 5 && isBlank(rest_[5]) && !takeThrough("?>")) {
+        if (rest_.starts_with("<?xml") && rest_.size() > 5 && isBlank(rest_[5]) && !declaration()) {
             return false;
         }
         return misc() && root() && misc() && rest_.empty();
@@ -67,6 +78,48 @@ private:
         }
         rest_.remove_prefix(expected.size());
         return true;
+    }
+
+    /// "<?xml version="1.0" encoding="UTF-8" standalone="yes"?>", of which the last two may be absent.
+    bool declaration()
+    {
+        std::ignore = take("<?xml");
+        blanks();
+        const auto version = declared("version");
+        if (!version || !version->starts_with("1.") || !parseInteger<std::uint32_t>(version->substr(2))) {
+            return false;
+        }
+        bool isApart = blanks();
+        if (isApart && rest_.starts_with("encoding")) {
+            const auto encoding = declared("encoding");
+            if (!encoding || lowerAscii(*encoding) != "utf-8") {
+                return false;
+            }
+            isApart = blanks();
+        }
+        if (isApart && rest_.starts_with("standalone")) {
+            const auto standalone = declared("standalone");
+            if (standalone != "yes" && standalone != "no") {
+                return false;
+            }
+            blanks();
+        }
+        return take("?>");
+    }
+
+    /// The value of a name in the declaration.
+    std::optional<std::string_view> declared(std::string_view name)
+    {
+        if (!take(name)) {
+            return std::nullopt;
+        }
+        blanks();
+        if (!take("=")) {
+            return std::nullopt;
+        }
+        blanks();
+        const std::string_view quote = rest_.starts_with("'") ? "'" : "\"";
+        return take(quote) ? takeThrough(quote) : std::nullopt;
     }
 
     /// The text up to a mark, which is taken too.
@@ -92,12 +145,16 @@ private:
 
     std::optional<std::string_view> name()
     {
-        if (rest_.empty() || !isNameStart(rest_.front())) {
-            return std::nullopt;
+        std::size_t size = 0;
+        while (size < rest_.size()) {
+            const auto step = utf8Step(rest_, size);
+            if (!isIn(nameStarts, step.scalar) && (size == 0 || !isIn(nameParts, step.scalar))) {
+                break;
+            }
+            size += step.length;
         }
-        std::size_t size = 1;
-        while (size < rest_.size() && isNamePart(rest_[size])) {
-            ++size;
+        if (size == 0) {
+            return std::nullopt;
         }
         const std::string_view text = rest_.substr(0, size);
         rest_.remove_prefix(size);

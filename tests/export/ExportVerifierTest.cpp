@@ -236,14 +236,18 @@ TEST(WellFormedXml, isToldFromWhatIsNot)
         {"<a/>", "<a></a>", "\xEF\xBB\xBF<?xml version=\"1.0\"?>\n<!-- c -->\n<a>\n</a>\n<?end?>\n",
             "<?xpacket begin=\"\xEF\xBB\xBF\" id=\"1\"?>\n<x:a xmlns:x='u' "
             "b=\"&lt;'\"><b>&amp;&#65;&#x1F600;</b></x:a>",
-            "<a><![CDATA[<&]]></a>", "<a b = 'c'\n d='e'  />", "<\xC3\xA9>\xC3\xA9</\xC3\xA9>"}) {
+            "<a><![CDATA[<&]]></a>", "<a b = 'c'\n d='e'  />", "<\xC3\xA9>\xC3\xA9</\xC3\xA9>",
+            "<?xml version='1.1' encoding=\"utf-8\" standalone = 'no' ?><a/>"}) {
         EXPECT_TRUE(isWellFormedXml(text)) << text;
     }
-    for (const std::string text : {"", "text", "<a>", "<a></b>", "<a/><b/>", "<a/>text", "<a b=c/>",
-             "<a b='1' b='2'/>", "<a b='1'c='2'/>", "<a>&unknown;</a>", "<a>&amp</a>", "<a>&#0;</a>",
-             "<a>&#xD800;</a>", "<a>]]></a>", "<a b='<'/>", "<!DOCTYPE a><a/>", "<a><!-- -- --></a>",
-             "<a>\x01</a>", "<a>\xFF</a>", "<a", "<a b='", "<a><![CDATA[</a>", "<?xml version='1.0'", "</a>",
-             "<a></a", "< a/>", "<a><?xml x?></a>"}) {
+    for (const std::string text :
+        {"", "text", "<a>", "<a></b>", "<a/><b/>", "<a/>text", "<a b=c/>", "<a b='1' b='2'/>",
+            "<a b='1'c='2'/>", "<a>&unknown;</a>", "<a>&amp</a>", "<a>&#0;</a>", "<a>&#xD800;</a>",
+            "<a>]]></a>", "<a b='<'/>", "<!DOCTYPE a><a/>", "<a><!-- -- --></a>", "<a>\x01</a>",
+            "<a>\xFF</a>", "<a", "<a b='", "<a><![CDATA[</a>", "<?xml version='1.0'", "</a>", "<a></a",
+            "< a/>", "<a><?xml x?></a>", "<?xml?><a/>", "<?xml version='1.0' enkoding='UTF-8'?><a/>",
+            "<?xml version='1.0' encoding='UTF-8'standalone='yes'?><a/>",
+            "<?xml version='1.0' --><a/><?end?>", "<\xC3\x97/>", "<a \xE2\x80\xBF='1'/>"}) {
         EXPECT_FALSE(isWellFormedXml(text)) << text;
     }
     std::string deep;
