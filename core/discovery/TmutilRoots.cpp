@@ -63,7 +63,8 @@ std::vector<DiskPath> TmutilRoots::rootsIn(std::string_view output)
     std::vector<DiskPath> roots;
     std::set<std::string_view> known;
     for (const std::string_view line : trimmedLines(text)) {
-        if (line.starts_with('/') && known.insert(line).second) {
+        // The system would take a path for ending at a NUL, and look elsewhere.
+        if (line.starts_with('/') && !line.contains('\0') && known.insert(line).second) {
             roots.emplace_back(line);
         }
     }
