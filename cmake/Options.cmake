@@ -1,5 +1,6 @@
 # What people choose is spelled in CMakePresets.json; these are the words that it uses.
 option(VANTOREL_TESTS "Build the tests" ON)
+option(VANTOREL_FUZZ "Build the fuzz targets" OFF)
 option(VANTOREL_BENCH "Build the benchmarks" OFF)
 option(VANTOREL_WERROR "Warnings are errors" OFF)
 option(VANTOREL_DEBIAN "Lay the files out as a Debian package has them, with its copyright and changelog" OFF)

@@ -1,0 +1,34 @@
+#pragma once
+
+#include "base/Clock.h"
+
+#include <filesystem>
+#include <memory>
+#include <string_view>
+
+namespace vantorel::fuzz {
+
+/// A scratch folder of this process, made anew on construction. In memory where the system has such a place.
+class ScratchFolder {
+public:
+    ScratchFolder();
+    ~ScratchFolder();
+    ScratchFolder(const ScratchFolder&) = delete;
+    ScratchFolder& operator=(const ScratchFolder&) = delete;
+
+    std::filesystem::path operator/(const std::filesystem::path& relative) const { return path_ / relative; }
+    const std::filesystem::path& path() const { return path_; }
+    /// Writes a file, with the folders above it.
+    void write(const std::filesystem::path& relative, std::string_view bytes) const;
+    /// Removes all that is in it.
+    void clear() const;
+
+private:
+    std::filesystem::path path_;
+};
+
+/// A clock on which everything lasts a hundred times as long as it really does: the limits against statements
+/// that run for ever come after a second, not after minutes.
+std::shared_ptr<const Clock> hastyClock();
+
+} // namespace vantorel::fuzz
