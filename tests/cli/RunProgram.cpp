@@ -5,14 +5,28 @@
 #include <cstdlib>
 #include <stdexcept>
 #include <string_view>
+#include <utility>
 
 #include <fcntl.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 namespace vantorel {
 
 namespace {
+
+#ifdef __APPLE__
+constexpr std::int64_t kilobyte = 1; // its system counts bytes
+#else
+constexpr std::int64_t kilobyte = 1024;
+#endif
+
+AroundRuns& aroundRuns()
+{
+    static AroundRuns around;
+    return around;
+}
 
 /// An unlinked file for one stream: a pipe could fill up and hold the program back.
 class Capture {
@@ -67,20 +81,25 @@ Ran run(const std::vector<std::string>& command, const std::function<void(pid_t)
         whileRunning(child);
     }
     int status = 0;
-    while (waitpid(child, &status, 0) < 0 && errno == EINTR) { }
+    rusage used{};
+    while (wait4(child, &status, 0, &used) < 0 && errno == EINTR) { }
     return {
         .status = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status),
         .output = output.text(),
         .errors = errors.text(),
+        .peakBytes = std::int64_t{used.ru_maxrss} * kilobyte,
     };
 }
 
 } // namespace
 
+void setAroundRuns(AroundRuns around) { aroundRuns() = std::move(around); }
+
 Ran runVantorel(const std::vector<std::string>& arguments, const std::function<void(pid_t)>& whileRunning)
 {
     std::vector<std::string> command{VANTOREL_PROGRAM};
     command.insert(command.end(), arguments.begin(), arguments.end());
+    const auto held = aroundRuns() ? aroundRuns()(arguments) : nullptr;
     return run(command, whileRunning);
 }
 
