@@ -64,6 +64,9 @@ std::optional<Mount> parseLine(std::string_view line)
         .typeName = undoOctalEscapes(dash[1]),
         .device = undoOctalEscapes(dash[2]),
     };
+    if (!mount.mountPoint.starts_with('/')) { // an empty one would seem to hold every path
+        return std::nullopt;
+    }
     addOptions(mount.options, fields[5]);
     if (fields.end() - dash > static_cast<std::ptrdiff_t>(fieldsAfterDash) + 1) {
         addOptions(mount.options, dash[3]);
