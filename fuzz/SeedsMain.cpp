@@ -7,7 +7,6 @@
 
 #include "base/Digest.h"
 #include "export/ExportReport.h"
-#include "export/UnfinishedExport.h"
 #include "export/XMPWriter.h"
 #include "journals/JournalRecords.h"
 #include "sample/PlistWriter.h"
@@ -244,40 +243,6 @@ void addReports(Seeds& seeds)
     seeds.add("Report", row.input());
 }
 
-void addUnfinished(Seeds& seeds)
-{
-    const UnfinishedLibrary library;
-    const auto state = stateText({.planID = library.plan.id, .library = "Lib"});
-    const auto& item = library.plan.items.front();
-    JournalEntry entry{.key = item.files.front().relativePath, .sidecar = item.sidecarRelativePath};
-    InputWriter standing;
-    for (const auto& file : item.files) {
-        const auto bytes = UnfinishedLibrary::bytesOf(file);
-        entry.files.push_back({.path = file.relativePath, .size = file.size, .sha256 = sha256(bytes)});
-        standing.text(file.relativePath).text(bytes);
-    }
-    const auto line = journalLine(entry);
-    seeds.add("Unfinished", InputWriter().text(state).text(line).text("").input() + standing.input());
-    seeds.add("Unfinished",
-        InputWriter().text(state).text(line + line.substr(0, 40)).text("Albums/Trip/B.jpg\n").input());
-    seeds.add("Unfinished",
-        InputWriter()
-            .text(state)
-            .text("")
-            .text("")
-            .text("Albums/Trip/B.jpg")
-            .text("wrong")
-            .text("Not in any album/2020/c.PNG")
-            .text("another")
-            .text("Albums/Trip/A.xmp/x")
-            .text("a folder in the way")
-            .input());
-    auto elsewhere = entry;
-    elsewhere.files.front().path = "Albums/Trip/B.jpg"; // another item's name
-    elsewhere.sidecar = "Not in any album/2020/C.png";
-    seeds.add("Unfinished", InputWriter().text(state).text(journalLine(elsewhere)).text("").input());
-}
-
 } // namespace
 
 } // namespace vantorel::fuzz
@@ -298,7 +263,6 @@ int main(int count, char** arguments)
         addSidecars(seeds);
         addSystemTools(seeds);
         addReports(seeds);
-        addUnfinished(seeds);
     } catch (const std::exception& error) {
         std::fprintf(stderr, "%s\n", error.what());
         return 3;
