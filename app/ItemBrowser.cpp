@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <utility>
 
+#include <QtCore/qtimer.h>
 #include <QtGui/qclipboard.h>
 #include <QtGui/qevent.h>
 #include <QtGui/qguiapplication.h>
@@ -37,6 +38,10 @@ ItemBrowser::ItemBrowser(AppModel& app, PictureService& pictures, Place place, Q
     head_ = new QHBoxLayout;
     head_->setSpacing(8);
     line->addLayout(head_, 1);
+    loading_ = theme::text("Listing items…", theme::TextStyle::quiet);
+    loading_->setWordWrap(false);
+    loading_->hide();
+    line->addWidget(loading_);
     zoom_ = new QSlider(Qt::Horizontal);
     zoom_->setRange(ItemsLook::leastTile, ItemsLook::mostTile);
     zoom_->setSingleStep(16);
@@ -91,6 +96,15 @@ ItemBrowser::ItemBrowser(AppModel& app, PictureService& pictures, Place place, Q
     }
     connect(table_->selectionModel(), &QItemSelectionModel::currentChanged, this, [this] { showPreview(); });
     connect(items_, &QAbstractItemModel::modelReset, this, [this] { showPreview(); });
+    // A short wait is not worth a flicker.
+    auto* wait = new QTimer(this);
+    wait->setSingleShot(true);
+    wait->setInterval(300);
+    connect(wait, &QTimer::timeout, loading_, &QWidget::show);
+    connect(items_, &ItemTableModel::loadingChanged, this, [this, wait] {
+        loading_->hide();
+        items_->isLoading() ? wait->start() : wait->stop();
+    });
     connect(asGrid_, &QToolButton::clicked, this, [this] { showGrid(true); });
     connect(asTable_, &QToolButton::clicked, this, [this] { showGrid(false); });
     connect(withPreview_, &QToolButton::clicked, this, [this](bool shows) {

@@ -52,6 +52,7 @@ private:
     ItemTableModel* items_;
     ItemTableModel::Rows given_{}; ///< In the order in which they were given.
     QHBoxLayout* head_;
+    QLabel* loading_;
     QSlider* zoom_;
     QToolButton* asGrid_;
     QToolButton* asTable_;

@@ -125,8 +125,16 @@ void ItemTableModel::show(std::shared_ptr<const ScannedLibrary> library, Rows ro
     library_ = std::move(library);
     rows_ = std::move(rows);
     endResetModel();
+    setLoading(false);
     if (sortedBy_ >= 0) {
         sort(sortedBy_, order_);
+    }
+}
+
+void ItemTableModel::setLoading(bool loading)
+{
+    if (std::exchange(loading_, loading) != loading) {
+        Q_EMIT loadingChanged();
     }
 }
 
@@ -230,7 +238,7 @@ void ItemTableModel::sort(int column, Qt::SortOrder order)
             });
         }
     };
-    std::ignore = startOnThread(std::move(task)); // without a thread the order stays as it is
+    setLoading(startOnThread(std::move(task))); // without a thread the order stays as it is
 }
 
 void ItemTableModel::applyOrder(Rows rows)
@@ -253,6 +261,7 @@ void ItemTableModel::applyOrder(Rows rows)
     }
     rows_ = std::move(rows);
     Q_EMIT layoutChanged();
+    setLoading(false);
 }
 
 void ItemTableModel::withText(Rows items, std::function<void(const QString&)> use)

@@ -32,6 +32,8 @@ public:
     /// background, since a list can be very long; given on the main thread.
     void withText(Rows items, std::function<void(const QString&)> use);
     const Rows& rows() const { return rows_; }
+    /// The rows are still being put in their order.
+    bool isLoading() const { return loading_; }
 
     const std::shared_ptr<const ScannedLibrary>& library() const { return library_; }
     std::size_t positionAt(int row) const { return rows_[static_cast<std::size_t>(row)]; }
@@ -44,7 +46,11 @@ public:
     QVariant headerData(int section, Qt::Orientation orientation, int role) const override;
     void sort(int column, Qt::SortOrder order) override;
 
+Q_SIGNALS:
+    void loadingChanged();
+
 private:
+    void setLoading(bool loading);
     QString textAt(int row, int column) const;
     void applyOrder(Rows rows);
 
@@ -52,6 +58,7 @@ private:
     Rows rows_{};
     int sortedBy_ = -1; ///< As the caller gave them.
     Qt::SortOrder order_ = Qt::AscendingOrder;
+    bool loading_ = false;
     std::uint64_t generation_ = 0; ///< A sort is applied only to the rows that it was asked for.
     std::shared_ptr<Mailbox> mailbox_;
 };
