@@ -4,6 +4,7 @@
 #include "support/ScriptedCalls.h"
 #include "support/TemporaryFolder.h"
 
+#include <algorithm>
 #include <gtest/gtest.h>
 
 namespace vantorel {
