@@ -75,7 +75,7 @@ int runWindows(const CoreServices& services, const std::optional<DiskPath>& libr
         });
     MainWindow window(model, timers, settings->native(), *desktop);
     desktop->setWindow(&window);
-    const EndingSignals signals([&window] { window.quitFlow().endSoon(); });
+    const EndingSignals endingSignals([&window] { window.quitFlow().endSoon(); });
 
     const auto mailbox = std::make_shared<Mailbox>(&model);
     const auto volumes = watchVolumeChanges(services.calls, [box = std::weak_ptr(mailbox), &model] {

@@ -2,8 +2,6 @@
 
 #include <IOKit/IOBSD.h>
 #include <IOKit/IOKitLib.h>
-#include <IOKit/storage/IOBlockStorageDevice.h>
-#include <IOKit/storage/IOStorageDeviceCharacteristics.h>
 
 #include <utility>
 
@@ -48,20 +46,22 @@ private:
     io_object_t object_;
 };
 
+// The names in the registry, as IOStorageDeviceCharacteristics.h has them: that header is not in every set of
+// headers.
 std::optional<bool> spins(const RegistryObject& device)
 {
     const CFTypeRef characteristics = IORegistryEntryCreateCFProperty(
-        device.get(), CFSTR(kIOPropertyDeviceCharacteristicsKey), kCFAllocatorDefault, 0);
+        device.get(), CFSTR("Device Characteristics"), kCFAllocatorDefault, 0);
     if (characteristics == nullptr) {
         return std::nullopt;
     }
     std::optional<bool> answer;
     if (CFGetTypeID(characteristics) == CFDictionaryGetTypeID()) {
-        const CFTypeRef medium = CFDictionaryGetValue(
-            static_cast<CFDictionaryRef>(characteristics), CFSTR(kIOPropertyMediumTypeKey));
-        if (medium != nullptr && CFEqual(medium, CFSTR(kIOPropertyMediumTypeRotationalKey))) {
+        const CFTypeRef medium =
+            CFDictionaryGetValue(static_cast<CFDictionaryRef>(characteristics), CFSTR("Medium Type"));
+        if (medium != nullptr && CFEqual(medium, CFSTR("Rotational"))) {
             answer = true;
-        } else if (medium != nullptr && CFEqual(medium, CFSTR(kIOPropertyMediumTypeSolidStateKey))) {
+        } else if (medium != nullptr && CFEqual(medium, CFSTR("Solid State"))) {
             answer = false;
         }
     }
@@ -86,7 +86,7 @@ Drive driveOf(const SystemCalls& calls, const DiskPath& path)
     // The matching dictionary is taken over by the call that uses it.
     RegistryObject object(
         IOServiceGetMatchingService(MACH_PORT_NULL, IOBSDNameMatching(MACH_PORT_NULL, 0, name.c_str())));
-    while (object.isThere() && IOObjectConformsTo(object.get(), kIOBlockStorageDeviceClass) == 0) {
+    while (object.isThere() && IOObjectConformsTo(object.get(), "IOBlockStorageDevice") == 0) {
         object = object.parent();
     }
     std::uint64_t identifier = 0;
