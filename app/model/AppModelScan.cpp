@@ -145,11 +145,11 @@ void AppModel::scan(const FoundLibrary& library)
             if (!end) {
                 return ScanEnd(std::unexpected(end.error()));
             }
-            auto scanned = std::make_shared<ScannedLibrary>(scannedLibraryOf(*end));
-            if (const auto& refused = scanned->result->originals.deniedFolders; !refused.empty()) {
-                scanned->accessAdvice = core.accessAdvice(path / refused.front());
+            auto ended = std::make_shared<ScannedLibrary>(scannedLibraryOf(*end));
+            if (const auto& refused = ended->result->originals.deniedFolders; !refused.empty()) {
+                ended->accessAdvice = core.accessAdvice(path / refused.front());
             }
-            return ScanEnd(std::move(scanned));
+            return ScanEnd(std::move(ended));
         },
         [this, token](const ScanEnd& end) {
             if (scanToken_ == token) {
