@@ -22,8 +22,10 @@ std::unexpected<Failure> failed(Failure::Kind kind, int code = 0)
 /// The file that is being written; it is removed unless it was kept.
 class Destination {
 public:
-    explicit Destination(const Place& place)
+    /// `isForMedium` where the file is to be durable at some time.
+    Destination(const Place& place, bool isForMedium)
         : place_(place)
+        , isForMedium_(isForMedium)
     {
     }
     Destination(const Destination&) = delete;
@@ -89,7 +91,7 @@ public:
             unwritten_ = 0;
             std::ignore = calls().dropCached(file_.get()); // begins to write what cannot be dropped yet
         }
-        if (unsynced_ >= syncEvery) {
+        if (isForMedium_ && unsynced_ >= syncEvery) {
             unsynced_ = 0;
             return sync();
         }
@@ -114,6 +116,7 @@ private:
     const SystemCalls& calls() const { return *place_.root->calls(); }
 
     const Place& place_;
+    const bool isForMedium_;
     OpenFile file_{};
     bool isCreated_ = false;
     bool dropsCached_ = false;
@@ -129,7 +132,7 @@ public:
     Copy(std::shared_ptr<const Clock> clock, const Request& request)
         : request_(request)
         , source_(std::move(clock), request)
-        , destination_(request.destination)
+        , destination_(request.destination, request.syncAtEnd || request.uncachedDestination)
     {
     }
 

@@ -70,6 +70,7 @@ struct Request {
     std::shared_ptr<Heartbeat>
         heartbeat{};     ///< The caller's own; beaten after each chunk and while waiting for the source.
     bool watched = true; ///< Reads run on a thread of their own (disks that may hang).
+    /// Written past the cache, or sent to the medium as it grows: somebody makes it durable later.
     bool uncachedDestination = false;
     bool syncAtEnd = true;                  ///< The end of the copy syncs the destination.
     bool keepModified = false;              ///< The destination gets the source's modification time.

@@ -29,14 +29,23 @@ constexpr bool becomesSpace(char32_t scalar)
         || (scalar >= 0x2066 && scalar <= 0x2069);
 }
 
+/// What stands for each ASCII character in a name.
+constexpr std::array<char, 0x80> asciiReplaced = [] {
+    std::array<char, 0x80> result{};
+    for (std::size_t i = 0; i < result.size(); ++i) {
+        const auto scalar = static_cast<char32_t>(i);
+        result[i] = isForbidden(scalar) ? '-' : becomesSpace(scalar) ? ' ' : static_cast<char>(i);
+    }
+    return result;
+}();
+
 /// Every character that some disk format, shell or window refuses or misreads becomes "-" or a space.
 std::string replaced(std::string_view name)
 {
     if (isAscii(name)) {
         std::string result(name);
         for (char& c : result) {
-            const auto scalar = static_cast<char32_t>(c);
-            c = isForbidden(scalar) ? '-' : becomesSpace(scalar) ? ' ' : c;
+            c = asciiReplaced[static_cast<unsigned char>(c)];
         }
         return result;
     }
@@ -56,10 +65,10 @@ std::string trimmed(std::string_view text)
 {
     std::string result;
     result.reserve(text.size());
-    for (const char c : text) {
-        if (c != ' ' || (!result.empty() && result.back() != ' ')) {
-            result += c;
-        }
+    for (std::size_t from = 0; from < text.size();) {
+        const auto space = std::min(text.find(' ', from), text.size() - 1);
+        result += text.substr(from, space + 1 - from);
+        from = std::min(text.find_first_not_of(' ', space + 1), text.size());
     }
     const auto first = result.find_first_not_of(". ");
     if (first == std::string::npos) {

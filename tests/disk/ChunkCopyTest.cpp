@@ -457,6 +457,21 @@ TEST_F(ChunkedCopy, keepsTheTimeBeforeTheLastSyncAndDropsTheCacheAfterIt)
     EXPECT_EQ(calls_->count("dropCached", source()), 1U);
 }
 
+TEST_F(ChunkedCopy, waitsForTheMediumOnlyWhereTheFileIsToStay)
+{
+    write(0);
+    std::filesystem::resize_file(source(), 130 * MiB);
+    for (const bool isToStay : {true, false}) {
+        auto work = request();
+        work.syncAtEnd = false;
+        work.uncachedDestination = isToStay;
+        const auto before = calls_->count("sync", destination());
+        ASSERT_TRUE(run(clock_, work).has_value());
+        EXPECT_EQ(calls_->count("sync", destination()) - before, isToStay ? 1U : 0U);
+        std::filesystem::remove(destination());
+    }
+}
+
 TEST_F(ChunkedCopy, endsWhereTheSourceEndsNow)
 {
     const auto bytes = write(3 * MiB);
