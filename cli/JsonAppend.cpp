@@ -12,12 +12,18 @@ namespace {
 
 constexpr std::string_view hexDigits = "0123456789abcdef";
 
+/// Not ASCII: valid UTF-8 stands for itself.
+constexpr char notAscii = '?';
+
 /// What stands for the character in a JSON text; 0 where it stands for itself.
 constexpr std::array<char, 256> makeEscapes()
 {
     std::array<char, 256> escapes{};
     for (std::size_t i = 0; i < 0x20; ++i) {
         escapes[i] = 'u';
+    }
+    for (std::size_t i = 0x80; i < escapes.size(); ++i) {
+        escapes[i] = notAscii;
     }
     escapes['\b'] = 'b';
     escapes['\t'] = 't';
@@ -38,15 +44,22 @@ void appendJson(std::string& out, Date date) { appendJson(out, std::string_view(
 
 void appendJson(std::string& out, std::string_view text)
 {
-    if (!isValidUtf8(text)) {
-        return appendJson(out, std::string_view(repairedUtf8(text)));
-    }
+    const std::size_t begin = out.size();
+    bool isChecked = false; // ASCII needs no check, and most texts are
     out += '"';
     std::size_t written = 0;
     for (std::size_t i = 0; i < text.size(); ++i) {
         const auto byte = static_cast<unsigned char>(text[i]);
         const char escape = escapes[byte];
         if (escape == 0) {
+            continue;
+        }
+        if (escape == notAscii) {
+            if (!isChecked && !isValidUtf8(text)) {
+                out.resize(begin);
+                return appendJson(out, std::string_view(repairedUtf8(text)));
+            }
+            isChecked = true;
             continue;
         }
         out += text.substr(written, i - written);
