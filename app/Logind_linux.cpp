@@ -60,10 +60,10 @@ void Logind::take(const std::shared_ptr<Delay>& delay)
         watcher, &QDBusPendingCallWatcher::finished, this, [this, watcher, wanted = std::weak_ptr(delay)] {
             watcher->deleteLater();
             const QDBusPendingReply<QDBusUnixFileDescriptor> reply = *watcher;
-            const auto delay = wanted.lock();
+            const auto held = wanted.lock();
             // Without the service, or where it refuses, the computer just does not wait.
-            if (delay && !reply.isError() && !sleeps_) {
-                delay->lock = reply.value();
+            if (held && !reply.isError() && !sleeps_) {
+                held->lock = reply.value();
             }
         });
 }

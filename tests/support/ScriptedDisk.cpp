@@ -195,13 +195,13 @@ bool ScriptedDisk::hasPower() const
 }
 
 /// Makes a call that changes something, and notes what it changed.
-template <typename Call, typename Note>
-auto ScriptedDisk::changing(Call call, Note note) const -> decltype(call())
+template <typename Make, typename Note>
+auto ScriptedDisk::changing(Make make, Note note) const -> decltype(make())
 {
     if (!hasPower()) {
         return std::unexpected(EIO);
     }
-    auto result = call();
+    auto result = make();
     const std::scoped_lock held(record_->lock);
     if (result && note(*record_, result) && --record_->left == 0) {
         record_->hasPower = false;

@@ -54,8 +54,8 @@ public:
 private:
     struct Record;
 
-    template <typename Call, typename Note>
-    auto changing(Call call, Note note) const -> decltype(call());
+    template <typename Make, typename Note>
+    auto changing(Make make, Note note) const -> decltype(make());
 
     std::unique_ptr<Record> record_;
 };
