@@ -48,9 +48,9 @@ void make(const std::filesystem::path& file, std::string sql)
 void read(const ScratchFolder& folder, SchemaChecks checks, bool isRebuilt)
 {
     const DatabaseSource source{.calls = realSystemCalls(),
-        .clock = hastyClock(),
+        .clock = steppingClock(),
         .cancel = {},
-        .stallLimit = Seconds(100'000),
+        .stallLimit = Seconds(1e9),
         .progress = std::make_shared<ReadProgress>(ScanProgressCallback()),
         .file = folder / "Photos.sqlite",
         .isRebuilt = isRebuilt};

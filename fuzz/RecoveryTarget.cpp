@@ -60,9 +60,9 @@ void runTarget(std::string_view input)
         try {
             const auto reading =
                 readDatabase({.calls = realSystemCalls(),
-                                 .clock = hastyClock(),
+                                 .clock = steppingClock(),
                                  .cancel = {},
-                                 .stallLimit = Seconds(100'000),
+                                 .stallLimit = Seconds(1e9),
                                  .progress = std::make_shared<ReadProgress>(ScanProgressCallback()),
                                  .file = folder / "recovered.sqlite",
                                  .isRebuilt = true},

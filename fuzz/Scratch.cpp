@@ -1,5 +1,7 @@
 #include "Scratch.h"
 
+#include <atomic>
+#include <cstdint>
 #include <cstdlib>
 #include <fstream>
 #include <stdexcept>
@@ -11,21 +13,20 @@ namespace vantorel::fuzz {
 
 namespace {
 
-constexpr int haste = 100;
-
-class HastyClock final : public Clock {
+class SteppingClock final : public Clock {
 public:
-    std::chrono::nanoseconds uptime() const override { return real_->uptime() * haste; }
-    std::chrono::nanoseconds continuous() const override { return real_->continuous() * haste; }
+    std::chrono::nanoseconds uptime() const override { return ++looks_ * std::chrono::milliseconds(100); }
+    std::chrono::nanoseconds continuous() const override { return uptime(); }
     std::chrono::system_clock::time_point wall() const override { return real_->wall(); }
     bool acquire(Signal& signal, std::chrono::nanoseconds atMost) const override
     {
-        return real_->acquire(signal, atMost / haste);
+        return real_->acquire(signal, atMost);
     }
-    void sleepFor(std::chrono::nanoseconds duration) const override { real_->sleepFor(duration / haste); }
+    void sleepFor(std::chrono::nanoseconds duration) const override { real_->sleepFor(duration); }
 
 private:
     std::shared_ptr<const Clock> real_ = systemClock();
+    mutable std::atomic<std::int64_t> looks_{0};
 };
 
 } // namespace
@@ -68,9 +69,9 @@ void ScratchFolder::clear() const
     }
 }
 
-std::shared_ptr<const Clock> hastyClock()
+std::shared_ptr<const Clock> steppingClock()
 {
-    static const std::shared_ptr<const Clock> clock = std::make_shared<HastyClock>();
+    static const std::shared_ptr<const Clock> clock = std::make_shared<SteppingClock>();
     return clock;
 }
 

@@ -27,8 +27,8 @@ private:
     std::filesystem::path path_;
 };
 
-/// A clock on which everything lasts a hundred times as long as it really does: the limits against statements
-/// that run for ever come after a second, not after minutes.
-std::shared_ptr<const Clock> hastyClock();
+/// A clock on which a tenth of a second passes with every look at it. So limits of time against statements
+/// that run for ever are limits of steps, soon reached and the same on every machine. Waiting is real.
+std::shared_ptr<const Clock> steppingClock();
 
 } // namespace vantorel::fuzz

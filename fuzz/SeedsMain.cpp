@@ -7,6 +7,7 @@
 
 #include "base/Digest.h"
 #include "export/ExportReport.h"
+#include "export/UnfinishedExport.h"
 #include "export/XMPWriter.h"
 #include "journals/JournalRecords.h"
 #include "sample/PlistWriter.h"
@@ -15,7 +16,9 @@
 #include <fmt/format.h>
 #include <sqlite3.h>
 
+#include <algorithm>
 #include <bit>
+#include <cerrno>
 #include <cstdio>
 #include <fstream>
 #include <iterator>
@@ -243,6 +246,77 @@ void addReports(Seeds& seeds)
     seeds.add("Report", row.input());
 }
 
+/// What a run left, in the form that the target takes.
+std::string leftBy(const UnfinishedLibrary& library)
+{
+    const auto folder = library.place / "Out/Lib export (incomplete)";
+    InputWriter input;
+    for (const auto name : {bookkeeping::state, bookkeeping::journal, bookkeeping::tryLast}) {
+        input.text(contentOf(folder / name));
+    }
+    std::vector<fs::path> files;
+    for (const auto& entry : fs::recursive_directory_iterator(folder)) {
+        const auto path = entry.path().lexically_relative(folder);
+        if (entry.is_regular_file() && *path.begin() != bookkeeping::folder) {
+            files.push_back(path);
+        }
+    }
+    std::ranges::sort(files);
+    for (const auto& path : files) {
+        input.text(path.native()).text(contentOf(folder / path));
+    }
+    return input.input();
+}
+
+void addUnfinished(Seeds& seeds)
+{
+    const UnfinishedLibrary library;
+    const auto out = library.place / "Out";
+    fs::create_directory(out);
+    ExportHooks unreadable;
+    unreadable.readFault = [](const DiskPath& source, std::int64_t, std::size_t) {
+        return source.filename() == "B.jpg" ? std::optional(EIO) : std::nullopt;
+    };
+    library.save(unreadable);
+    seeds.add("Unfinished", leftBy(library)); // with a file to be tried last
+    fs::remove_all(out);
+    fs::create_directory(out);
+    const auto cancel = std::make_shared<CancelToken>();
+    ExportHooks stopped;
+    stopped.afterItem = [&cancel](const PlannedItem&) { cancel->cancel(); };
+    library.save(stopped, cancel);
+    const auto first = leftBy(library);
+    seeds.add("Unfinished", first);
+
+    const auto state = stateText({.planID = library.plan.id, .library = "Lib"});
+    const auto line = contentOf(out / "Lib export (incomplete)" / bookkeeping::journal);
+    if (line.empty()) {
+        throw std::runtime_error("The run that was stopped recorded nothing.");
+    }
+    const auto add = [&](const std::string& journal, const std::vector<std::string>& rest) {
+        InputWriter input;
+        input.text(state).text(journal);
+        for (const auto& text : rest) {
+            input.text(text);
+        }
+        seeds.add("Unfinished", input.input());
+    };
+    add(line + line.substr(0, 40), {"Albums/Trip/B.jpg\n"}); // torn, and its files are gone
+    add("",
+        {"", "Albums/Trip/B.jpg", "wrong", "Not in any album/2020/c.PNG", "another", "Albums/Trip/A.xmp/x",
+            "a folder in the way", "READ ME.txt/x", "", "Vantorel report.csv/x", ""});
+    add(line, {"", "Albums/Trip/A.heic", "->", "Albums/Trip/A.xmp", "->", "Not in any album", "->/"});
+    add("->", {"->", "Albums", "->/"});
+    add("", {"", ".vantorel/tmp", "->/", "READ ME.txt", "->", "READ ME - NOT FINISHED.txt", "->"});
+    auto entry = parseJournal(line).at(0);
+    entry.files.front().path = "Albums/Trip/B.jpg"; // another item's name
+    entry.sidecar = "Not in any album/2020/C.png";
+    add(journalLine(entry), {""});
+    entry.files.front().path = "../beside";
+    entry.sidecar = "/etc/passwd";
+    add(journalLine(entry) + "{\"key\":\"Albums/Trip/B.jpg\",\"files\":[]}\n", {"../beside\n/etc/passwd\n"});
+}
+
 } // namespace
 
 } // namespace vantorel::fuzz
@@ -263,6 +337,7 @@ int main(int count, char** arguments)
         addSidecars(seeds);
         addSystemTools(seeds);
         addReports(seeds);
+        addUnfinished(seeds);
     } catch (const std::exception& error) {
         std::fprintf(stderr, "%s\n", error.what());
         return 3;

@@ -49,4 +49,21 @@ UnfinishedLibrary::UnfinishedLibrary()
     plan.id = planIdentity(plan, {});
 }
 
+ExportOutcome UnfinishedLibrary::save(const ExportHooks& hooks, const SharedCancelToken& cancel) const
+{
+    ExportSettings settings;
+    settings.checkFreeSpace = false; // the place is in memory
+    settings.group.items = 1;        // each item is recorded alone
+    settings.hooks = hooks;
+    const Exporter exporter(
+        {.calls = realSystemCalls(), .clock = systemClock(), .children = {}, .temporary = {}});
+    return exporter.run({.plan = std::make_shared<const ExportPlan>(plan),
+        .destination = place / "Out",
+        .scan = std::make_shared<const LibraryScanResult>(scan),
+        .options = {},
+        .settings = settings,
+        .cancel = cancel ? cancel : std::make_shared<CancelToken>(),
+        .progress = {}});
+}
+
 } // namespace vantorel::fuzz

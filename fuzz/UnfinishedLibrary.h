@@ -16,6 +16,9 @@ struct UnfinishedLibrary {
     ExportPlan plan{};
 
     static std::string bytesOf(const PlannedFile& file) { return "the bytes of " + file.source.native(); }
+
+    /// A real run of the plan.
+    ExportOutcome save(const ExportHooks& hooks = {}, const SharedCancelToken& cancel = nullptr) const;
 };
 
 } // namespace vantorel::fuzz

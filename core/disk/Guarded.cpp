@@ -1,7 +1,5 @@
 #include "disk/Guarded.h"
 
-#include "disk/Thread.h"
-
 #include <atomic>
 
 namespace vantorel {
@@ -92,8 +90,6 @@ bool waitGuarded(const Clock& clock, const Patience& patience, Signal& done, Hea
 }
 
 void noteAbandonedThread() { abandoned = true; }
-
-bool startWorker(std::function<void()> body) { return runOnWorker(std::move(body)); }
 
 } // namespace detail
 
