@@ -9,6 +9,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <chrono>
 #include <csignal>
 #include <cstdio>
@@ -177,11 +178,13 @@ private:
         source.set(trouble.source);
         target.set(trouble.target);
         bool interfered = false;
+        const auto start = Clock::now();
         const Ran ran =
             runVantorel({"export", "--stall-limit", "3", source / "Family.photoslibrary", target.path()},
                 [&](pid_t child) {
                     if (trouble.isKill || trouble.isDetach) {
-                        std::this_thread::sleep_for(std::chrono::milliseconds(below(6'000)));
+                        const auto most = static_cast<std::uint32_t>(usual_.count());
+                        std::this_thread::sleep_for(std::chrono::milliseconds(below(most + 1)));
                         interfered = isAlive(child);
                         if (trouble.isKill) {
                             kill(child, SIGKILL);
@@ -192,6 +195,10 @@ private:
                 });
         ++figures_.runs;
         ++figures_.ends[ran.status];
+        if (trouble.kind.empty() && ran.status == 0) {
+            usual_ = std::max(
+                std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - start), usual_ / 2);
+        }
         if (interfered || (!trouble.source.empty() && source.hits() > 0)
             || (!trouble.target.empty() && target.hits() > 0)) {
             ++figures_.troubles[trouble.kind];
@@ -243,6 +250,7 @@ private:
     TemporaryFolder place_{};
     Tree whole_{};
     Figures figures_{};
+    std::chrono::milliseconds usual_{2'000}; ///< That an undisturbed run takes.
 };
 
 } // namespace
