@@ -5,18 +5,16 @@
 class QLabel;
 class QLineEdit;
 class QModelIndex;
-class QSortFilterProxyModel;
 class QStackedWidget;
-class QStandardItemModel;
-class QTreeView;
 
 namespace vantorel {
 
+class AlbumsView;
 class ElidedLabel;
 class ItemBrowser;
 class PictureService;
 
-/// The album tree, and the items of the selected album.
+/// The album tree, and the items of the selected album or of the whole library.
 class AlbumsTab final : public ModelView {
 public:
     AlbumsTab(AppModel& app, PictureService& pictures, QWidget* parent = nullptr);
@@ -25,13 +23,13 @@ protected:
     void refresh() override;
 
 private:
+    QWidget* leftSide();
     void showAlbum(const QModelIndex& index);
 
     QStackedWidget* whole_;
-    QStandardItemModel* albums_;
-    QSortFilterProxyModel* filtered_;
     QLineEdit* filter_;
-    QTreeView* tree_;
+    AlbumsView* tree_;
+    QLabel* noAlbums_;
     QStackedWidget* right_;
     QLabel* hint_;
     ElidedLabel* title_;

@@ -32,11 +32,7 @@ struct Tree {
             .count = std::ssize(album.assetPKs),
         };
         for (const auto pk : album.assetPKs) {
-            const auto kind = originalClass(entryOf(scan, pk));
-            node.withoutOriginal += kind == OriginalClass::present || kind == OriginalClass::differs
-                    || kind == OriginalClass::elsewhere
-                ? 0
-                : 1;
+            node.withoutOriginal += lacksOriginal(originalClass(entryOf(scan, pk))) ? 1 : 0;
         }
         if (const auto below = children.find(position); below != children.end() && depth < deepest) {
             for (const auto child : below->second) {

@@ -127,6 +127,12 @@ OriginalClass originalClass(const OriginalEntry& entry)
     std::unreachable();
 }
 
+bool lacksOriginal(OriginalClass kind)
+{
+    return kind != OriginalClass::present && kind != OriginalClass::differs
+        && kind != OriginalClass::elsewhere;
+}
+
 const OriginalEntry& entryOf(const LibraryScanResult& scan, std::int64_t assetPK)
 {
     static const OriginalEntry notChecked;
@@ -154,6 +160,7 @@ LibraryOverview overviewOf(const LibraryScanResult& scan)
         }
         const auto& entry = entryOf(scan, asset.pk);
         ++overview.originals[static_cast<std::size_t>(originalClass(entry))];
+        overview.withoutOriginal += lacksOriginal(originalClass(entry)) ? 1 : 0;
         if (entry.file) {
             overview.bytesPresent += bytesOf(*entry.file);
             overview.outsideFiles += entry.isOutsideLibrary ? 1 : 0;

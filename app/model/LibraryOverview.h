@@ -28,6 +28,8 @@ inline constexpr EnumNames<OriginalClass, originalClassCount> originalClassNames
 static_assert(inEnumOrder(originalClassNames));
 
 OriginalClass originalClass(const OriginalEntry& entry);
+/// Counts as "without original" in lists of albums: neither in the library nor where it points to.
+bool lacksOriginal(OriginalClass kind);
 /// Of an asset of the scan; one without an entry was not checked.
 const OriginalEntry& entryOf(const LibraryScanResult& scan, std::int64_t assetPK);
 
@@ -48,6 +50,7 @@ struct LibraryOverview {
     std::int64_t hidden = 0;
     std::int64_t outsideFiles = 0; ///< Files that the library points at and that are there.
     std::array<std::int64_t, originalClassCount> originals{};
+    std::int64_t withoutOriginal = 0;
     std::vector<std::pair<int, std::int64_t>>
         years{}; ///< Items per year, ascending, years without items left out.
     std::int64_t withoutYear = 0;

@@ -19,18 +19,11 @@ struct ScannedLibrary {
     LibraryOverview overview{};
     std::vector<AlbumNode> albums{};
     std::unordered_map<std::int64_t, std::size_t> positions{}; ///< Of the assets, by key.
+    std::vector<std::size_t> byDate{}; ///< The positions of all assets; those without a date last.
     /// What helps on this system where folders were refused; quiet, beneath the notes.
     std::optional<std::string> accessAdvice{};
 };
 
-inline ScannedLibrary scannedLibraryOf(std::shared_ptr<const LibraryScanResult> result)
-{
-    ScannedLibrary scanned{.result = result, .overview = overviewOf(*result), .albums = albumNodes(*result)};
-    scanned.positions.reserve(result->snapshot.assets.size());
-    for (std::size_t i = 0; i < result->snapshot.assets.size(); ++i) {
-        scanned.positions.emplace(result->snapshot.assets[i].pk, i);
-    }
-    return scanned;
-}
+ScannedLibrary scannedLibraryOf(std::shared_ptr<const LibraryScanResult> result);
 
 } // namespace vantorel

@@ -145,7 +145,7 @@ AppModel& AppFixture::freshModel()
                 if (scanError) {
                     throw *scanError;
                 }
-                LibraryScanResult result;
+                auto result = contents;
                 result.snapshot.name = folder.stem().native();
                 return result;
             },
@@ -176,8 +176,11 @@ AppModel& AppFixture::freshModel()
     model_ = std::make_unique<AppModel>(std::move(environment),
         AppServices{
             .core = std::move(core),
-            .start = [workers = workers](
-                         std::function<void()> work) { return workers->start(std::move(work)); },
+            .start =
+                [workers = std::weak_ptr(workers)](std::function<void()> work) {
+                    const auto open = workers.lock(); // what waits there may hold this in turn
+                    return open && open->start(std::move(work));
+                },
             .timers = timers,
             .settings = settings,
             .desktop = desktop,

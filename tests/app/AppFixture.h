@@ -104,6 +104,7 @@ protected:
     bool access = true;
     int probes = 0;
     std::optional<ReadError> scanError{};
+    LibraryScanResult contents{}; ///< Of every library that is scanned, but for its name.
     std::vector<ScanProgress> scanSteps{};
     std::vector<SharedCancelToken> findTokens{};
     std::vector<SharedCancelToken> scanTokens{};

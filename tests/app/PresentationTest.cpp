@@ -63,6 +63,7 @@ TEST(LibraryOverviews, countWhatIsThere)
     EXPECT_THAT(overview.originals, testing::Each(1)) << "an item without an entry was not checked";
     EXPECT_EQ(overview.bytesPresent, 6000) << "paired files count";
     EXPECT_EQ(overview.outsideFiles, 1);
+    EXPECT_EQ(overview.withoutOriginal, 4);
     EXPECT_THAT(overview.years, ElementsAre(Pair(2001, 1), Pair(2004, 2)));
     EXPECT_EQ(overview.withoutYear, 4);
     EXPECT_THAT(overview.limitedAssets, ElementsAre(2, 3, 4, 5, 6, 7));
