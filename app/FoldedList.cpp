@@ -3,9 +3,12 @@
 #include "app/ElidedLabel.h"
 #include "app/ModelView.h"
 #include "app/Theme.h"
+#include "app/model/Mailbox.h"
+#include "app/model/RealServices.h"
 #include "base/Text.h"
 
 #include <limits>
+#include <tuple>
 #include <utility>
 
 #include <QtGui/qclipboard.h>
@@ -27,6 +30,7 @@ FoldedList::FoldedList(const QString& title, qsizetype count, Lines lines, QWidg
     , count_(count)
     , lines_(std::move(lines))
     , head_(new QToolButton)
+    , mailbox_(std::make_shared<Mailbox>(this))
 {
     auto* layout = new QVBoxLayout(this);
     layout->setContentsMargins(0, 0, 0, 0);
@@ -48,6 +52,19 @@ FoldedList::FoldedList(const QString& title, qsizetype count, Lines lines, QWidg
     layout->addWidget(head_, 0, Qt::AlignLeft);
 }
 
+FoldedList::~FoldedList() { mailbox_->close(); }
+
+void FoldedList::copy()
+{
+    auto task = [lines = lines_, box = std::weak_ptr(mailbox_)] {
+        const auto text = lines(std::numeric_limits<qsizetype>::max()).join('\n');
+        if (const auto mailbox = box.lock()) {
+            mailbox->post([text] { QGuiApplication::clipboard()->setText(text); });
+        }
+    };
+    std::ignore = startOnThread(std::move(task)); // without a thread nothing is copied
+}
+
 void FoldedList::setOpen(bool isOpen) { head_->setChecked(isOpen); }
 
 void FoldedList::fill()
@@ -67,9 +84,7 @@ void FoldedList::fill()
         foot->addWidget(rest);
     }
     auto* copy = new QPushButton("Copy List");
-    connect(copy, &QPushButton::clicked, this, [this] {
-        QGuiApplication::clipboard()->setText(lines_(std::numeric_limits<qsizetype>::max()).join('\n'));
-    });
+    connect(copy, &QPushButton::clicked, this, [this] { this->copy(); });
     foot->addWidget(copy);
     foot->addStretch();
     layout->addLayout(foot);

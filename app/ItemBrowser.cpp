@@ -96,6 +96,7 @@ ItemBrowser::ItemBrowser(AppModel& app, PictureService& pictures, Place place, Q
     }
     connect(table_->selectionModel(), &QItemSelectionModel::currentChanged, this, [this] { showPreview(); });
     connect(items_, &QAbstractItemModel::modelReset, this, [this] { showPreview(); });
+    connect(items_, &ItemTableModel::aboutToBeSorted, this, [this] { limitSelection(); });
     // A short wait is not worth a flicker.
     auto* wait = new QTimer(this);
     wait->setSingleShot(true);
@@ -227,6 +228,22 @@ void ItemBrowser::copySelected()
     if (!items.empty()) {
         items_->withText(
             std::move(items), [](const QString& text) { QGuiApplication::clipboard()->setText(text); });
+    }
+}
+
+/// A selection follows its items when they are sorted. One of thousands would be scattered into as many
+/// pieces, which takes seconds; of such a one the current item alone stays selected. All stay all.
+void ItemBrowser::limitSelection()
+{
+    constexpr int mostRows = 1000;
+    auto* selection = table_->selectionModel();
+    int rows = 0;
+    for (const auto& range : selection->selection()) {
+        rows += range.height();
+    }
+    if (rows > mostRows && rows < items_->rowCount()) {
+        selection->select(
+            table_->currentIndex(), QItemSelectionModel::ClearAndSelect | QItemSelectionModel::Rows);
     }
 }
 

@@ -45,6 +45,7 @@ private:
     void showDisk();
     void openLarge();
     void copySelected();
+    void limitSelection();
     QAbstractItemView& current();
 
     PictureService& pictures_;

@@ -28,11 +28,16 @@ using Rows = ItemTableModel::Rows;
 Rows sorted(const ScannedLibrary& library, Rows rows, int column, Qt::SortOrder order)
 {
     const auto& assets = library.result->snapshot.assets;
-    const auto by = [&](auto key) {
-        std::ranges::stable_sort(rows, [&](std::size_t a, std::size_t b) {
-            return order == Qt::AscendingOrder ? key(assets[a]) < key(assets[b])
-                                               : key(assets[b]) < key(assets[a]);
+    const auto by = [&](auto key) { // put together once for each item, not for each comparison
+        std::vector<std::pair<decltype(key(assets.front())), std::size_t>> keyed;
+        keyed.reserve(rows.size());
+        for (const auto row : rows) {
+            keyed.emplace_back(key(assets[row]), row);
+        }
+        std::ranges::stable_sort(keyed, [&](const auto& a, const auto& b) {
+            return order == Qt::AscendingOrder ? a.first < b.first : b.first < a.first;
         });
+        std::ranges::transform(keyed, rows.begin(), [](const auto& pair) { return pair.second; });
     };
     switch (column) {
     case ItemTableModel::name:
@@ -243,7 +248,8 @@ void ItemTableModel::sort(int column, Qt::SortOrder order)
 
 void ItemTableModel::applyOrder(Rows rows)
 {
-    Q_EMIT layoutAboutToBeChanged();
+    Q_EMIT aboutToBeSorted();
+    Q_EMIT layoutAboutToBeChanged({}, VerticalSortHint);
     // What is selected stays selected, wherever it went.
     const auto before = persistentIndexList();
     if (!before.empty()) {
@@ -260,7 +266,7 @@ void ItemTableModel::applyOrder(Rows rows)
         changePersistentIndexList(before, after);
     }
     rows_ = std::move(rows);
-    Q_EMIT layoutChanged();
+    Q_EMIT layoutChanged({}, VerticalSortHint);
     setLoading(false);
 }
 

@@ -48,6 +48,8 @@ public:
 
 Q_SIGNALS:
     void loadingChanged();
+    /// The rows are put in another order next.
+    void aboutToBeSorted();
 
 private:
     void setLoading(bool loading);

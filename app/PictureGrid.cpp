@@ -145,6 +145,17 @@ void PictureGrid::resizeEvent(QResizeEvent* event)
     QListView::resizeEvent(event);
 }
 
+QRegion PictureGrid::visualRegionForSelection(const QItemSelection& selection) const
+{
+    // Qt would ask for the place of each of a hundred thousand items.
+    constexpr int fewRows = 200;
+    int rows = 0;
+    for (const auto& range : selection) {
+        rows += range.height();
+    }
+    return rows > fewRows ? QRegion(viewport()->rect()) : QListView::visualRegionForSelection(selection);
+}
+
 void PictureGrid::changeEvent(QEvent* event)
 {
     QListView::changeEvent(event);

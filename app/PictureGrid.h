@@ -25,6 +25,7 @@ public:
 protected:
     void resizeEvent(QResizeEvent* event) override;
     void changeEvent(QEvent* event) override;
+    QRegion visualRegionForSelection(const QItemSelection& selection) const override;
 
 private:
     void fitColumns();

@@ -1,6 +1,7 @@
 #include "app/model/AppModel.h"
 
 #include "app/model/AppModelWork.h"
+#include "app/model/FreedInBackground.h"
 #include "app/model/MainTimers.h"
 #include "app/model/SavedOptions.h"
 #include "base/Text.h"
@@ -117,9 +118,11 @@ void AppModel::startPlanning()
     }
     planningRuns_ = true;
     inBackground<Planned>(
-        [work = services_.core.plan, scan, options = exportOptions()] {
-            auto plan = std::make_shared<const ExportPlan>(work(*scan, options));
-            return Planned{.plan = plan, .summary = summaryOf(*plan)};
+        [work = services_.core.plan, start = services_.start, scan, options = exportOptions()] {
+            auto plan = work(*scan, options);
+            const auto summary = summaryOf(plan);
+            const auto items = plan.items.size();
+            return Planned{.plan = freedInBackground(std::move(plan), items, start), .summary = summary};
         },
         [this, generation = planGeneration_, options = exportOptions()](const Planned& planned) {
             planningRuns_ = false;

@@ -1,6 +1,7 @@
 #include "app/model/AppModel.h"
 
 #include "app/model/AppModelWork.h"
+#include "app/model/FreedInBackground.h"
 #include "app/model/MainTimers.h"
 #include "base/Text.h"
 
@@ -140,16 +141,18 @@ void AppModel::scan(const FoundLibrary& library)
     const auto token = std::make_shared<CancelToken>();
     scanToken_ = token;
     inBackground<ScanEnd>(
-        [core = services_.core, path = library.url, token, progress = scanProgressOf(token)] {
+        [core = services_.core, start = services_.start, path = library.url, token,
+            progress = scanProgressOf(token)] {
             const auto end = scanInBackground(core, path, token, progress);
             if (!end) {
                 return ScanEnd(std::unexpected(end.error()));
             }
-            auto ended = std::make_shared<ScannedLibrary>(scannedLibraryOf(*end));
-            if (const auto& refused = ended->result->originals.deniedFolders; !refused.empty()) {
-                ended->accessAdvice = core.accessAdvice(path / refused.front());
+            auto ended = scannedLibraryOf(*end);
+            if (const auto& refused = ended.result->originals.deniedFolders; !refused.empty()) {
+                ended.accessAdvice = core.accessAdvice(path / refused.front());
             }
-            return ScanEnd(std::move(ended));
+            const auto items = ended.byDate.size();
+            return ScanEnd(freedInBackground(std::move(ended), items, start));
         },
         [this, token](const ScanEnd& end) {
             if (scanToken_ == token) {
@@ -291,14 +294,14 @@ void AppModel::compare(const FoundLibrary& other)
         Trouble trouble{};
     };
     inBackground<Compared>(
-        [core = services_.core, path = other.url, source, token, progress] {
+        [core = services_.core, start = services_.start, path = other.url, source, token, progress] {
             const auto end = scanInBackground(core, path, token, progress);
             if (!end) {
                 return Compared{.trouble = end.error()};
             }
-            return Compared{
-                .comparison = std::make_shared<const LibraryComparison>(core.compare(*source, **end)),
-            };
+            auto compared = core.compare(*source, **end);
+            const auto items = compared.missingAssetPKs.size() + compared.changedAssets.size();
+            return Compared{.comparison = freedInBackground(std::move(compared), items, start)};
         },
         [this, token](const Compared& compared) {
             if (compareToken_ != token) {

@@ -64,8 +64,11 @@ protected:
         model = std::make_unique<AppModel>(std::move(environment),
             AppServices{
                 .core = realCoreWork(services),
-                .start = [workers = workers](
-                             std::function<void()> work) { return workers->start(std::move(work)); },
+                .start =
+                    [workers = std::weak_ptr(workers)](std::function<void()> work) {
+                        const auto open = workers.lock(); // what waits there may hold this in turn
+                        return open && open->start(std::move(work));
+                    },
                 .timers = timers,
                 .settings = settings,
                 .desktop = desktop,
@@ -247,6 +250,7 @@ TEST_F(Windows, compareWithAnotherLibrary)
     }
     EXPECT_GT(lists, 0);
     click("Copy List");
+    settle();
     EXPECT_EQ(QGuiApplication::clipboard()->text().count('\n') + 1,
         std::ssize(model->comparison()->missingAssetPKs));
 }
