@@ -3,6 +3,7 @@
 #include "app/ItemPainting.h"
 #include "app/ItemTable.h"
 #include "app/ModelView.h"
+#include "app/SpokenGrid.h"
 #include "app/VisiblePictures.h"
 
 #include <algorithm>
@@ -83,6 +84,7 @@ PictureGrid::PictureGrid(ItemTableModel& items, PictureService& pictures, QWidge
     : QListView(parent)
     , items_(items)
 {
+    speakGridsAsLists();
     setModel(&items);
     setModelColumn(ItemTableModel::picture);
     // The list mode wraps as the icon mode does, and keeps one number for each item instead of a tree of
