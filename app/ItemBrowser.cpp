@@ -211,6 +211,14 @@ void ItemBrowser::openLarge()
     large_->open(current());
 }
 
+void ItemBrowser::hideEvent(QHideEvent* event)
+{
+    if (large_) {
+        large_->closeIt(); // another screen has come
+    }
+    ModelView::hideEvent(event);
+}
+
 void ItemBrowser::copySelected()
 {
     std::vector<int> rows;

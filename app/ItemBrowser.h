@@ -37,6 +37,7 @@ public:
 
 protected:
     void refresh() override;
+    void hideEvent(QHideEvent* event) override;
 
 private:
     QToolButton* addSwitch(const char* symbol, const QString& title);

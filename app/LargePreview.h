@@ -23,6 +23,7 @@ public:
     LargePreview(AppModel& app, PictureService& pictures, ItemTableModel& items, QWidget& window);
 
     void open(QAbstractItemView& view);
+    void closeIt();
 
 protected:
     bool event(QEvent* event) override;
@@ -35,7 +36,6 @@ protected:
 private:
     void showCurrent();
     void goTo(int row);
-    void closeIt();
 
     AppModel& app_;
     ItemTableModel& items_;

@@ -287,6 +287,16 @@ TEST_F(Items, lookAsTheyDidTheLastTime)
     EXPECT_EQ(app->itemsLook(), ItemsLook{}) << "what was never written by this program";
 }
 
+TEST_F(Items, leaveTheScreenWithTheirPreview)
+{
+    press(Qt::Key_Home);
+    press(Qt::Key_Space);
+    ASSERT_NE(visible<LargePreview>(), nullptr);
+    browser->hide(); // as when another library is scanned
+    browser->setVisible(true);
+    EXPECT_EQ(visible<LargePreview>(), nullptr);
+}
+
 TEST_F(Items, keepWhatIsSelectedWhenTheyAreSorted)
 {
     press(Qt::Key_Home);
