@@ -32,7 +32,6 @@ public:
                     });
             },
             Qt::DirectConnection);
-        qApp->installEventFilter(this);
     }
 
     Assertion beginActivity(const std::string& reason) override

@@ -9,7 +9,6 @@
 #include <utility>
 
 #include <QtCore/qcoreevent.h>
-#include <QtCore/qfile.h>
 #include <QtGui/qevent.h>
 #include <QtGui/qguiapplication.h>
 #include <QtWidgets/qwidget.h>
@@ -193,7 +192,6 @@ public:
     MacDesktop()
         : updates_(BundledUpdates::find())
     {
-        qApp->installEventFilter(this);
         events_ = [[VantorelAppleEvents alloc]
             initWithQuit:^(void (^answered)(BOOL)) { this->quit(answered); }
             reopen:^{
@@ -299,11 +297,6 @@ public:
         if (event->type() == QEvent::Quit && watched == qApp && requests().quit) {
             requests().quit({});
             event->ignore();
-            return true;
-        }
-        if (event->type() == QEvent::FileOpen && requests().open) {
-            const auto file = static_cast<QFileOpenEvent*>(event)->file();
-            requests().open(QFile::encodeName(file).toStdString());
             return true;
         }
         return QtDesktop::eventFilter(watched, event);

@@ -12,6 +12,7 @@
 #include "base/Product.h"
 
 #include <array>
+#include <utility>
 
 #include <QtCore/qfile.h>
 #include <QtCore/qmimedata.h>
@@ -99,7 +100,7 @@ void MainWindow::listen()
         .open =
             [this](const DiskPath& folder) {
                 bringToFront();
-                app_.openLibrary(folder);
+                openGiven(folder);
             },
     });
 }
@@ -195,6 +196,9 @@ void MainWindow::showScreen()
     if (isOther) {
         focusScreen();
     }
+    if (given_ && screen != Screen::onboarding) {
+        app_.openLibrary(*std::exchange(given_, std::nullopt));
+    }
 }
 
 /// The keyboard begins with the first library of a list, or else with the main thing of a screen. The other
@@ -236,6 +240,17 @@ void MainWindow::bringToFront()
     show();
     raise();
     activateWindow();
+}
+
+void MainWindow::openGiven(const DiskPath& folder)
+{
+    if (app_.screen() == Screen::onboarding) {
+        given_ = folder;
+    } else if (app_.showExport() || QApplication::activeModalWidget()) {
+        QApplication::beep();
+    } else {
+        app_.openLibrary(folder);
+    }
 }
 
 void MainWindow::closeEvent(QCloseEvent* event)
@@ -321,7 +336,7 @@ void MainWindow::dragEnterEvent(QDragEnterEvent* event)
 void MainWindow::dropEvent(QDropEvent* event)
 {
     if (const auto folder = droppedFolder(*event->mimeData())) {
-        app_.openLibrary(*folder);
+        openGiven(*folder);
         event->acceptProposedAction();
     }
 }

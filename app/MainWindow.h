@@ -28,6 +28,9 @@ public:
     QuitFlow& quitFlow() { return quit_; }
     /// Also when it was closed or is minimised.
     void bringToFront();
+    /// A library that was dropped, double-clicked or named at the start. The first run is finished first;
+    /// while the export sheet or a question is in front, nothing happens but the system's sound for that.
+    void openGiven(const DiskPath& folder);
 
     void askWhetherToQuit(std::function<void(Answer)> answered) override;
     bool closeAttachedSheets() override;
@@ -63,6 +66,7 @@ private:
     QAction* choose_ = nullptr;
     QAction* look_ = nullptr;
     std::vector<QAction*> ofResults_{};
+    std::optional<DiskPath> given_{}; ///< Opened after the first run.
     QPointer<QDialog> settingsWindow_{};
     QPointer<QDialog> acknowledgements_{};
     std::vector<QPropertyNotifier> notifiers_{};

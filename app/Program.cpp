@@ -91,7 +91,7 @@ int runWindows(const CoreServices& services, const std::optional<DiskPath>& libr
         });
     window.show();
     if (library) {
-        model.openLibrary(*library);
+        window.openGiven(*library);
     }
     const int status = QApplication::exec();
     window.hide();

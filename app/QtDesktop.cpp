@@ -3,6 +3,8 @@
 #include "app/Announcer.h"
 
 #include <QtCore/qfile.h>
+#include <QtGui/qevent.h>
+#include <QtGui/qguiapplication.h>
 #include <QtWidgets/qfiledialog.h>
 
 namespace vantorel {
@@ -10,6 +12,7 @@ namespace vantorel {
 QtDesktop::QtDesktop()
     : announcer_(std::make_unique<Announcer>())
 {
+    qApp->installEventFilter(this);
 }
 
 QtDesktop::~QtDesktop() = default;
@@ -45,6 +48,19 @@ bool QtDesktop::closePanels()
 Desktop::Assertion QtDesktop::beginActivity(const std::string&) { return std::make_shared<int>(0); }
 
 Desktop::Assertion QtDesktop::preventSuddenTermination() { return std::make_shared<int>(0); }
+
+bool QtDesktop::eventFilter(QObject* watched, QEvent* event)
+{
+    // A library that was given to the running program, in the Finder or on the Dock.
+    if (event->type() == QEvent::FileOpen && watched == qApp && requests_.open) {
+        const auto file = static_cast<QFileOpenEvent*>(event)->file();
+        if (!file.isEmpty()) { // an address of the network is nothing to scan
+            requests_.open(DiskPath(QFile::encodeName(file).toStdString()));
+        }
+        return true;
+    }
+    return QObject::eventFilter(watched, event);
+}
 
 void QtDesktop::announce(const std::string& text)
 {

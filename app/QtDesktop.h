@@ -30,6 +30,7 @@ public:
     void announce(const std::string& text) override;
     void listen(Requests requests) override { requests_ = std::move(requests); }
     Updates* updates() override { return nullptr; }
+    bool eventFilter(QObject* watched, QEvent* event) override;
 
 protected:
     QWidget* window() const { return window_; }

@@ -3,6 +3,7 @@
 #include "app/EndingSignals.h"
 #include "app/MainWindow.h"
 #include "app/OnboardingView.h"
+#include "app/QtDesktop.h"
 #include "app/SessionEnd.h"
 #include "app/SourcesView.h"
 #include "support/TemporaryFolder.h"
@@ -296,6 +297,64 @@ TEST_F(Shell, scansADroppedLibraryAndRefusesOtherThings)
     open(fresh);
     drop("/disk/Early.photoslibrary");
     EXPECT_EQ(fresh.screen(), Screen::onboarding);
+}
+
+class GivingDesktop final : public QtDesktop {
+public:
+    WindowClosed whenWindowIsClosed() const override { return WindowClosed::leavesProgramRunning; }
+};
+
+TEST_F(Shell, opensALibraryThatIsGivenToTheRunningProgram)
+{
+    GivingDesktop given;
+    const auto give = [&](const QString& path) {
+        QFileOpenEvent event(path);
+        QApplication::sendEvent(qApp, &event);
+        workers->runAll();
+        settle();
+    };
+    settings->setFlag(settingsKeys::onboardingDone, false);
+    auto& app = freshModel();
+    open(app);
+    given.listen(desktop->requests);
+    give("/disk/Early.photoslibrary");
+    EXPECT_EQ(app.screen(), Screen::onboarding) << "the first run comes first";
+    app.finishOnboarding();
+    workers->runAll();
+    EXPECT_EQ(app.scannedLibrary()->name, "Early");
+
+    window->close();
+    give("/disk/Other.photoslibrary");
+    EXPECT_EQ(app.scannedLibrary()->name, "Other");
+    EXPECT_TRUE(window->isVisible());
+    app.openExport();
+    settle();
+    give("/disk/Third.photoslibrary");
+    EXPECT_EQ(app.scannedLibrary()->name, "Other") << "what lies behind the sheet stays as it is";
+    EXPECT_TRUE(app.showExport());
+
+    app.setExportDestination("/there");
+    workers->runAll();
+    app.startExport();
+    app.closeExport();
+    settle();
+    desktop->requests.quit({});
+    settle();
+    ASSERT_NE(visible<QMessageBox>(), nullptr);
+    QFileOpenEvent event("/disk/Third.photoslibrary");
+    QApplication::sendEvent(qApp, &event);
+    EXPECT_EQ(app.screen(), Screen::results) << "the question is answered first";
+    answer("Keep Running");
+    QApplication::sendEvent(qApp, &event);
+    workers->run(workers->waiting() - 1); // the look at it; the export still runs
+    EXPECT_EQ(app.screen(), Screen::scanning);
+    EXPECT_TRUE(app.isExporting());
+    EXPECT_FALSE(app.isStoppingExport());
+    refusal = "";
+    give("/disk/Notes.txt");
+    EXPECT_EQ(app.scanError(),
+        "\"Notes.txt\" is not a Photos library: it has no database and no originals folder.");
+    EXPECT_EQ(app.scannedLibrary()->name, "Third");
 }
 
 TEST_F(Shell, comesBackWhereItWasIfThereIsAScreen)
