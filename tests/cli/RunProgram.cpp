@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <stdexcept>
 #include <string_view>
+#include <utility>
 
 #include <fcntl.h>
 #include <sys/resource.h>
@@ -20,6 +21,12 @@ constexpr std::int64_t kilobyte = 1; // its system counts bytes
 #else
 constexpr std::int64_t kilobyte = 1024;
 #endif
+
+AroundRuns& aroundRuns()
+{
+    static AroundRuns around;
+    return around;
+}
 
 /// An unlinked file for one stream: a pipe could fill up and hold the program back.
 class Capture {
@@ -86,10 +93,13 @@ Ran run(const std::vector<std::string>& command, const std::function<void(pid_t)
 
 } // namespace
 
+void setAroundRuns(AroundRuns around) { aroundRuns() = std::move(around); }
+
 Ran runVantorel(const std::vector<std::string>& arguments, const std::function<void(pid_t)>& whileRunning)
 {
     std::vector<std::string> command{VANTOREL_PROGRAM};
     command.insert(command.end(), arguments.begin(), arguments.end());
+    const auto held = aroundRuns() ? aroundRuns()(arguments) : nullptr;
     return run(command, whileRunning);
 }
 

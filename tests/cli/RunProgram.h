@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -15,6 +16,11 @@ struct Ran {
     std::string errors{};
     std::int64_t peakBytes = 0; ///< The most memory that it, or a process that it waited for, had at once.
 };
+
+/// Called before each run with its arguments; what it returns lives until the run's end. For programs that
+/// run all of these tests with something around every run.
+using AroundRuns = std::function<std::shared_ptr<void>(const std::vector<std::string>& arguments)>;
+void setAroundRuns(AroundRuns around);
 
 /// Runs the real `vantorel`. `whileRunning` gets the process before it is waited for. Standard error is a
 /// file, so no progress is drawn.

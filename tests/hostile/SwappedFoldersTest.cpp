@@ -104,15 +104,14 @@ public:
     bool isSecretOut() const
     {
         const auto mark = HostilePlace::secret(15);
-        return std::ranges::any_of(
-            fs::recursive_directory_iterator(folder / "out"), [&](const auto& entry) {
-                std::string bytes = entry.path().filename();
-                if (entry.is_regular_file()) {
-                    std::ifstream stream(entry.path(), std::ios::binary);
-                    bytes.append(std::istreambuf_iterator<char>(stream), {});
-                }
-                return bytes.contains(mark);
-            });
+        return std::ranges::any_of(fs::recursive_directory_iterator(folder / "out"), [&](const auto& entry) {
+            std::string bytes = entry.path().filename();
+            if (entry.is_regular_file()) {
+                std::ifstream stream(entry.path(), std::ios::binary);
+                bytes.append(std::istreambuf_iterator<char>(stream), {});
+            }
+            return bytes.contains(mark);
+        });
     }
 
 private:
@@ -173,9 +172,7 @@ TEST_P(SwappedFolders, giveNothingFromOutsideWheneverTheyAreSwapped)
         const SwapPlace place(GetParam());
         const auto calls = std::make_shared<ScriptedCalls>();
         const auto path = moment.path == "." ? place.library : place.library / moment.path;
-        const auto rule = calls->on(moment.call, path)
-                              .nth(moment.number)
-                              .run([&] { place.swap(); });
+        const auto rule = calls->on(moment.call, path).nth(moment.number).run([&] { place.swap(); });
         place.scanAndSave(calls);
         hits += rule.hits();
         EXPECT_FALSE(place.isSecretOut())
