@@ -5,9 +5,9 @@
 
 namespace vantorel {
 
-/// Bounds the memory of texts that stand once in a library and are copied to every photo that has them, such as
-/// keywords. A million photos with a dozen keywords each take a quarter of it; in a library that was made to harm,
-/// a few megabytes would otherwise become a terabyte.
+/// Bounds the memory of texts that stand once in a library and are copied to every photo that has them, such
+/// as keywords. A million photos with a dozen keywords each take a quarter of it; in a library that was made
+/// to harm, a few megabytes would otherwise become a terabyte.
 class TextBudget {
 public:
     /// False where too little is left for another copy: it then counts as lost.

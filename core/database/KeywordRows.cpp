@@ -31,7 +31,7 @@ void readKeywordLinks(ReadState& state, KeywordTitles& keywords, const DatabaseS
                 return;
             }
             const auto found = keywords.titles.find(row.int64At(keyword).value_or(0));
-            if (found == keywords.titles.end()) {
+            if (found == keywords.titles.end() || !keywords.budget.take(found->second)) {
                 ++state.context.keywordLinksWithoutKeyword;
                 keywords.assetsWithLostKeyword.push_back(*position);
             } else if (!found->second.empty()) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "base/TextBudget.h"
 #include "database/DatabaseSteps.h"
 #include "database/ReadState.h"
 
@@ -12,6 +13,7 @@ namespace vantorel {
 struct KeywordTitles {
     std::unordered_map<std::int64_t, std::string> titles{};
     std::vector<std::size_t> assetsWithLostKeyword{};
+    TextBudget budget{};
 };
 
 void readKeywordRows(ReadState& state, KeywordTitles& keywords, const DatabaseSteps::Worker& worker);

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <array>
+#include <set>
+#include <string_view>
 #include <utility>
 
 // A name is ZFULLNAME, else ZDISPLAYNAME. A person merged into another keeps its row and its name, with
@@ -99,7 +101,7 @@ void readFaceRows(ReadState& state, PersonNames& people, const DatabaseSteps::Wo
             }
             ++people.facesWithPerson;
             const auto found = people.persons.find(*person);
-            if (found == people.persons.end()) {
+            if (found == people.persons.end() || !people.budget.take(found->second.standsFor->name)) {
                 ++state.context.facesWithoutPerson;
                 people.assetsWithLostPerson.push_back(*position);
             } else if (const std::string& name = found->second.standsFor->name; !name.empty()) {
@@ -119,12 +121,13 @@ void settlePeople(ReadState& state, const PersonNames& people)
             asset.lostDetails.insert(Asset::LostDetail::people);
         }
     }
+    std::set<std::string_view> names; // any number of persons may stand for one
     for (const auto& [key, person] : people.persons) {
         if (!person.standsFor->name.empty()) {
-            state.snapshot.people.push_back(person.standsFor->name);
+            names.insert(person.standsFor->name);
         }
     }
-    sortOnce(state.snapshot.people);
+    state.snapshot.people.assign(names.begin(), names.end());
 }
 
 } // namespace vantorel

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "base/TextBudget.h"
 #include "database/DatabaseSteps.h"
 #include "database/ReadState.h"
 
@@ -21,6 +22,7 @@ struct PersonNames {
     std::unordered_map<std::int64_t, Person> persons{}; ///< Its elements stay where they are.
     std::vector<std::size_t> assetsWithLostPerson{};
     std::int64_t facesWithPerson = 0;
+    TextBudget budget{};
 };
 
 void readPersonRows(ReadState& state, PersonNames& people, const DatabaseSteps::Worker& worker);

@@ -17,8 +17,8 @@ namespace {
 
 using Trouble = VerifyResult::Trouble;
 
-constexpr std::size_t mostReportBytes = std::size_t{1} << 30u; // some millions of items
-constexpr std::size_t mostSidecarBytes = std::size_t{16} << 20u;
+constexpr std::size_t mostReportBytes = std::size_t{1} << 30u;  // some millions of items
+constexpr std::size_t mostSidecarBytes = std::size_t{1} << 30u; // texts are saved however long they are
 constexpr int mostSilentInARow = 2;
 
 std::string inQuotes(std::string_view path) { return "\"" + displayText(path) + "\""; }

@@ -1,6 +1,7 @@
 #include "journals/JournalAssets.h"
 
 #include "base/Text.h"
+#include "base/TextBudget.h"
 #include "disk/Root.h"
 
 #include <algorithm>
@@ -211,7 +212,7 @@ private:
         bool anyLost = false;
         for (std::size_t i = 0; i < identifiers.count(); ++i) {
             const auto keyword = surroundings_.keywords.find(identifiers.at(i));
-            if (!keyword) {
+            if (!keyword || !budget_.take(surroundings_.keywords.at(*keyword).object.title)) {
                 anyLost = true;
                 result_.lostKeywordLinks += surroundings_.keywordsAreThere ? 1 : 0;
             } else if (const std::string& title = surroundings_.keywords.at(*keyword).object.title;
@@ -231,6 +232,7 @@ private:
     JournalObjects<JournalAsset>& records_;
     const AssetSurroundings& surroundings_;
     JournalAssetsResult result_;
+    TextBudget budget_; ///< Of keywords.
 };
 
 } // namespace

@@ -22,6 +22,29 @@ HostileCase changed(const char* name, const std::string& sql, int saved = Place:
         saved};
 }
 
+/// What is as large as this may take memory for several copies of itself.
+HostileCase large(const char* name, const std::string& sql)
+{
+    auto made = changed(name, sql);
+    made.moreBytes = 1'000'000'000;
+    return made;
+}
+
+HostileCase planned(HostileCase made)
+{
+    made.course = HostileCase::Course::planned;
+    made.saved = 0;
+    return made;
+}
+
+/// What SQLite's machine does in one step cannot be stopped, only left behind.
+HostileCase endlessStep(const char* name, const std::string& sql, int saved)
+{
+    auto made = changed(name, sql, saved);
+    made.stallLimit = "5";
+    return made;
+}
+
 /// A table's rows behind another definition of it. SQLite itself would not let this be written.
 std::string redefined(const std::string& table, const std::string& definition)
 {
@@ -30,6 +53,12 @@ std::string redefined(const std::string& table, const std::string& definition)
 }
 
 const std::string endless = "WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n) ";
+/// A tenth of it all where the sanitizer makes a minute of each second.
+const std::string folderCount = isSanitized ? "10000" : "100000";
+const std::string keywordCount = isSanitized ? "100000" : "1000000";
+const std::string longText = isSanitized ? "printf('%.*c', 10000000, 'x')" : "printf('%.*c', 100000000, 'x')";
+/// An expression, within a definition in quotation marks, that a matcher tries to fit in vain for years.
+const std::string ages = "printf(''%.*c'', 10000, ''a'') LIKE ''%a%a%a%a%a%a%a%a%a%a%b''";
 /// Photos in no album are saved, too, so that broken albums cost no photo.
 const std::vector<HostileCase> cases{
     changed("locationsLeadOut",
@@ -101,6 +130,53 @@ const std::vector<HostileCase> cases{
         "PRAGMA writable_schema = ON; UPDATE sqlite_master SET rootpage = (SELECT rootpage FROM "
         "sqlite_master WHERE "
         "name = 'ZASSET') WHERE type = 'table' AND name <> 'Z_PRIMARYKEY'; PRAGMA writable_schema = OFF",
+        0),
+    large("aTitleIsAHundredMegabytesLong",
+        "UPDATE ZADDITIONALASSETATTRIBUTES SET ZTITLE = " + longText + " WHERE Z_PK = 1"),
+    large("anAlbumsTitleIsAHundredMegabytesLong",
+        "UPDATE ZGENERICALBUM SET ZTITLE = " + longText + " WHERE ZTITLE = 'Trip'"),
+    planned(large("foldersAreAHundredThousandDeep",
+        endless
+            + "INSERT INTO ZGENERICALBUM(Z_PK, Z_ENT, ZKIND, ZTITLE, ZPARENTFOLDER) SELECT 1000 + i, (SELECT "
+              "Z_ENT FROM Z_PRIMARYKEY WHERE Z_NAME = 'Folder'), 4000, 'F' || i, 999 + i FROM n LIMIT "
+            + folderCount
+            + "; UPDATE ZGENERICALBUM SET ZPARENTFOLDER = (SELECT max(Z_PK) FROM ZGENERICALBUM) WHERE ZTITLE "
+              "= "
+              "'Trip'")),
+    planned(large("aHundredThousandFoldersAreInACircle",
+        endless
+            + "INSERT INTO ZGENERICALBUM(Z_PK, Z_ENT, ZKIND, ZTITLE, ZPARENTFOLDER) SELECT 1000 + i, (SELECT "
+              "Z_ENT FROM Z_PRIMARYKEY WHERE Z_NAME = 'Folder'), 4000, 'F', 1001 + i % "
+            + folderCount + " FROM n LIMIT " + folderCount
+            + "; UPDATE ZGENERICALBUM SET ZPARENTFOLDER = 1500 WHERE ZTITLE = 'Trip'")),
+    large("aPhotoHasAMillionKeywords",
+        endless + "INSERT INTO ZKEYWORD(Z_PK, ZTITLE) SELECT 1000 + i, 'keyword ' || i FROM n LIMIT "
+            + keywordCount
+            + "; INSERT INTO Z_1KEYWORDS(Z_1ASSETATTRIBUTES, Z_52KEYWORDS) SELECT 1, Z_PK FROM ZKEYWORD "
+              "WHERE "
+              "Z_PK > 1000"),
+    large("aLongNameIsOnTenThousandFaces",
+        "INSERT INTO ZPERSON(Z_PK, ZFULLNAME) VALUES (901, printf('%.*c', 1000000, 'n'));" + endless
+            + "INSERT INTO ZDETECTEDFACE(Z_PK, ZASSETFORFACE, ZPERSONFORFACE) SELECT 1000 + i, 1, 901 FROM n "
+              "LIMIT 10000"),
+    endlessStep("aConditionIsCheckedWithoutEnd",
+        redefined("ZKEYWORD",
+            "CREATE TABLE ZKEYWORD(Z_PK INTEGER PRIMARY KEY, Z_ENT INTEGER, Z_OPT INTEGER, ZSHORTCUT "
+            "VARCHAR, "
+            "ZTITLE VARCHAR, ZUUID VARCHAR, CHECK ("
+                + ages + "))"),
+        Place::photos),
+    endlessStep("aComputedColumnIsRequiredWithoutEnd",
+        redefined("ZKEYWORD",
+            "CREATE TABLE ZKEYWORD(Z_PK INTEGER PRIMARY KEY, Z_ENT INTEGER, Z_OPT INTEGER, ZSHORTCUT "
+            "VARCHAR, "
+            "ZTITLE VARCHAR, ZUUID VARCHAR, ZMORE AS ("
+                + ages + ") NOT NULL)"),
+        0),
+    endlessStep("anIndexIsComputedWithoutEnd",
+        "PRAGMA writable_schema = ON; INSERT INTO sqlite_master SELECT 'index', 'i', 'ZKEYWORD', rootpage, "
+        "'CREATE INDEX i ON ZKEYWORD("
+            + ages + ")' FROM sqlite_master WHERE type = 'index' LIMIT 1; PRAGMA writable_schema = OFF",
         0),
 };
 

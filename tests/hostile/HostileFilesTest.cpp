@@ -198,6 +198,23 @@ std::vector<HostileCase> cases()
              {"anOriginalIsAPipe", "anOriginalIsASocket", "anOriginalIsADevice"}, Place::original(2), 5)) {
         all.push_back(std::move(odd));
     }
+    for (auto& odd : oddFiles({"theOriginalsAreAPipe", "theOriginalsAreASocket", "theOriginalsAreADevice"},
+             "originals", 1)) { // one has a smaller copy
+        all.push_back(std::move(odd));
+    }
+    for (auto& odd :
+        oddFiles({"aFolderOfOriginalsIsAPipe", "aFolderOfOriginalsIsASocket", "aFolderOfOriginalsIsADevice"},
+            Place::original(1).parent_path(), 5)) {
+        all.push_back(std::move(odd));
+    }
+    for (auto& odd : oddFiles({"smallerCopiesAreAPipe", "smallerCopiesAreASocket", "smallerCopiesAreADevice"},
+             "resources/derivatives", 6)) {
+        all.push_back(std::move(odd));
+    }
+    for (auto& odd : oddFiles({"theJournalsAreAPipe", "theJournalsAreASocket", "theJournalsAreADevice"},
+             "resources/journals", 6)) {
+        all.push_back(std::move(odd));
+    }
     for (auto& odd :
         oddFiles({"theDatabaseIsAPipe", "theDatabaseIsASocket", "theDatabaseIsADevice"}, database, 0)) {
         all.push_back(std::move(odd));

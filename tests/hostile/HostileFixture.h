@@ -2,6 +2,7 @@
 
 #include "support/TemporaryFolder.h"
 
+#include <cstdint>
 #include <filesystem>
 #include <functional>
 #include <string>
@@ -10,6 +11,14 @@
 #include <gtest/gtest.h>
 
 namespace vantorel {
+
+#if defined(__SANITIZE_ADDRESS__)
+inline constexpr bool isSanitized = true;
+#elif defined(__has_feature)
+inline constexpr bool isSanitized = __has_feature(address_sanitizer);
+#else
+inline constexpr bool isSanitized = false;
+#endif
 
 /// A library of six photos in one album, beside a folder that nothing may come from or go to. Someone made
 /// the library to harm; the program must end with a result or a sentence all the same.
@@ -46,6 +55,9 @@ struct HostileCase {
     const char* name;
     std::function<bool(const HostilePlace&)> harm; ///< False: cannot be made here.
     int saved = HostilePlace::photos;              ///< Photos that can be saved all the same, at least.
+    std::int64_t moreBytes = 0; ///< Memory that it may take more than other libraries, being large itself.
+    enum class Course { saved, planned } course = Course::saved; ///< Planned: saving it would take too long.
+    const char* stallLimit = "60";
 };
 
 /// Scans and exports the library after harm was done to it.
