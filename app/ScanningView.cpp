@@ -82,7 +82,13 @@ ScanningView::ScanningView(AppModel& app, QWidget* parent)
 void ScanningView::showStages()
 {
     using State = texts::StageLine::State;
-    const auto lines = texts::stageLines(app_.scanStages(), app_.scanProgress().stage);
+    const auto running = app_.scanProgress().stage;
+    auto seen = app_.scanStages();
+    // Files that were checked by the tables of a database that then turned out to be damaged are checked once
+    // more, by all that could be read of it.
+    const bool isAgain =
+        running != ScanStage::checkingFiles && std::erase(seen, ScanStage::checkingFiles) > 0;
+    const auto lines = texts::stageLines(seen, running);
     for (std::size_t i = 0; i < stages_.size(); ++i) {
         const auto& [symbol, text] = stages_[i];
         if (i >= lines.size()) {
@@ -101,7 +107,8 @@ void ScanningView::showStages()
             symbol->show("circle", theme::Meaning::unknown, "To come");
             break;
         }
-        text->setText(shown(lines[i].text));
+        text->setText(isAgain && lines[i].state == State::toCome ? QString("Check the files again")
+                                                                 : shown(lines[i].text));
         auto font = text->font();
         font.setWeight(lines[i].state == State::running ? QFont::DemiBold : QFont::Normal);
         text->setFont(font);

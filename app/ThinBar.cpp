@@ -1,6 +1,7 @@
 #include "app/ThinBar.h"
 
 #include <algorithm>
+#include <utility>
 
 #include <QtGui/qpainter.h>
 
@@ -25,10 +26,22 @@ ThinBar::ThinBar(const QString& accessibleName, QWidget* parent)
         step_ = (step_ + 1) % stepsAcross;
         update();
     });
+    stillWorks_.setSingleShot(true);
+    stillWorks_.setInterval(1000);
+    stillWorks_.callOnTimeout([this] {
+        setRange(0, 0);
+        moveOrRest();
+    });
 }
 
 void ThinBar::showPart(std::int64_t done, std::int64_t total)
 {
+    const bool isFull = total > 0 && done >= total;
+    if (isFull && std::exchange(isFull_, true)) {
+        return;
+    }
+    isFull_ = isFull;
+    isFull ? stillWorks_.start() : stillWorks_.stop();
     const double part = total > 0 ? static_cast<double>(done) / static_cast<double>(total) : 0;
     setRange(0, total > 0 ? parts : 0);
     setValue(std::clamp(static_cast<int>(part * parts), 0, parts));

@@ -8,7 +8,7 @@
 namespace vantorel {
 
 /// Progress as a thin bar without a text; the numbers stand beside it. Without a total it shows that
-/// something is going on.
+/// something is going on, and so it does when it was full for a moment and is still there.
 class ThinBar final : public QProgressBar {
 public:
     explicit ThinBar(const QString& accessibleName, QWidget* parent = nullptr);
@@ -26,6 +26,8 @@ private:
     void moveOrRest();
 
     QTimer motion_{};
+    QTimer stillWorks_{};
+    bool isFull_ = false;
     int step_ = 0;
 };
 

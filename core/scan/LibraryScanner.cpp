@@ -1,6 +1,7 @@
 #include "scan/LibraryScanner.h"
 
 #include <algorithm>
+#include <atomic>
 #include <utility>
 
 namespace vantorel {
@@ -11,7 +12,17 @@ LibraryScanResult LibraryScanner::scan(
     // Once the database is copied the library's disk is idle until the originals are checked, or the journals
     // are read. The reader never calls after it returned, and never twice at a time.
     std::shared_ptr<ListingsAhead> ahead;
-    const auto watchStages = [&](const ScanProgress& now) {
+    bool isSalvaging = false;
+    std::atomic<bool> areFilesChecked = false;
+    const auto watchStages = [&](ScanProgress now) {
+        isSalvaging = isSalvaging || now.stage == ScanStage::salvaging;
+        if (now.stage == ScanStage::readingDatabase && isSalvaging) {
+            // What was salvaged is a database in its turn; to read it is no step back to the one that was
+            // damaged.
+            now.stage = ScanStage::salvaging;
+        } else if (now.stage == ScanStage::readingDatabase && areFilesChecked) {
+            return; // the end of SQLite's check, beside which the files were checked
+        }
         if (now.stage == ScanStage::readingDatabase && !ahead) {
             ahead = std::make_shared<ListingsAhead>(services_.calls, services_.clock, library);
         } else if (now.stage == ScanStage::readingJournals && ahead) {
@@ -33,7 +44,10 @@ LibraryScanResult LibraryScanner::scan(
     reader.copyHooks = copyHooks;
     // SQLite's check of a large file takes as long as all the rest, and nearly always finds nothing.
     std::optional<OriginalsReport> early;
-    reader.whileChecked = [&](const LibrarySnapshot& tables) { early = inspected(tables); };
+    reader.whileChecked = [&](const LibrarySnapshot& tables) {
+        areFilesChecked = true;
+        early = inspected(tables);
+    };
     LibrarySnapshot snapshot = reader.read(library, cancel, watchStages);
     if (snapshot.damage.severity != DamageReport::Severity::none) {
         early.reset(); // other photos came to light
