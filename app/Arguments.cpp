@@ -20,9 +20,9 @@ constexpr const char* usage =
     "\n"
     "Where there is no display, \"vantorel\" does the same: vantorel --help\n";
 
-constexpr const char* noDisplay =
-    "There is no display here for Vantorel's windows. Without one, \"vantorel\" does the same: vantorel "
-    "--help\n";
+constexpr const char* noDisplay = "There is no display here for Vantorel's windows, or it does not answer. "
+                                  "Without one, \"vantorel\" does the "
+                                  "same: vantorel --help\n";
 
 constexpr int notStarted = 3;
 
@@ -32,6 +32,9 @@ std::optional<int> answerWithoutWindows(int argc, const char* const* argv)
 {
     for (int i = 1; i < argc; ++i) {
         const std::string_view argument = argv[i];
+        if (argument == "--") {
+            break; // what follows are names
+        }
         if (argument == "--help" || argument == "-h") {
             std::fputs(usage, stdout);
             return 0;
@@ -42,10 +45,18 @@ std::optional<int> answerWithoutWindows(int argc, const char* const* argv)
         }
     }
     if (!mayHaveDisplay(argc, argv)) {
-        std::fputs(noDisplay, stderr);
-        return notStarted;
+        return answerNoDisplay();
     }
     return std::nullopt;
+}
+
+int answerNoDisplay(std::string_view reason)
+{
+    std::fputs(noDisplay, stderr);
+    if (!reason.empty()) {
+        std::fprintf(stderr, "The reason: %s\n", std::string(reason).c_str());
+    }
+    return notStarted;
 }
 
 } // namespace vantorel

@@ -1,5 +1,6 @@
 #include "app/Program.h"
 
+#include "app/Arguments.h"
 #include "app/EndingSignals.h"
 #include "app/MainWindow.h"
 #include "app/QtDesktop.h"
@@ -16,9 +17,11 @@
 #include <chrono>
 #include <cstdio>
 #include <expected>
+#include <filesystem>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <system_error>
 #include <tuple>
 
 #include <QtCore/qfile.h>
@@ -41,6 +44,25 @@ QString qText(std::string_view text)
     return QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size()));
 }
 
+/// What Qt had to say of the display before it gave up.
+QString& displayTrouble()
+{
+    static QString text;
+    return text;
+}
+
+/// Where Qt finds no display that answers, it explains that to programmers and aborts.
+void onStartMessage(QtMsgType type, const QMessageLogContext&, const QString& text)
+{
+    if (type == QtFatalMsg) {
+        const auto reason = displayTrouble().isEmpty() ? text : displayTrouble();
+        const int status = answerNoDisplay(reason.trimmed().toStdString());
+        std::fflush(nullptr);
+        _exit(status);
+    }
+    displayTrouble() = displayTrouble().isEmpty() ? text : displayTrouble();
+}
+
 /// The library on the command line, after Qt took its own options from it; an error as a sentence.
 std::expected<std::optional<DiskPath>, std::string> libraryOf(const QStringList& arguments)
 {
@@ -54,7 +76,10 @@ std::expected<std::optional<DiskPath>, std::string> libraryOf(const QStringList&
         } else if (library) {
             return std::unexpected("One library at a time can be opened.");
         } else {
-            library = DiskPath(QFile::encodeName(argument).toStdString());
+            std::error_code none; // without a working folder the name stays as it is, and is not found
+            const DiskPath given(QFile::encodeName(argument).toStdString());
+            const auto whole = std::filesystem::absolute(given, none);
+            library = none ? given : whole.lexically_normal();
         }
     }
     return library;
@@ -113,7 +138,9 @@ void awaitBackgroundWork(const Clock& clock)
 
 int runApplication(int argc, char** argv)
 {
+    auto* const usual = qInstallMessageHandler(onStartMessage);
     QApplication application(argc, argv);
+    qInstallMessageHandler(usual);
     QApplication::setApplicationName("Vantorel");
     QApplication::setOrganizationName("Vantorel");
     QApplication::setOrganizationDomain("vantorel.example");
