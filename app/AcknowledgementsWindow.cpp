@@ -1,5 +1,7 @@
 #include "app/AcknowledgementsWindow.h"
 
+#include <algorithm>
+
 #include <QtCore/qfile.h>
 #include <QtWidgets/qboxlayout.h>
 #include <QtWidgets/qplaintextedit.h>
@@ -30,7 +32,9 @@ AcknowledgementsWindow::AcknowledgementsWindow(QWidget* parent, const QString& f
     text->setFrameShape(QFrame::NoFrame);
     text->setAccessibleName("Acknowledgements");
     layout->addWidget(text);
-    resize(fontMetrics().averageCharWidth() * 90, fontMetrics().height() * 28);
+    // The text has its line breaks; as wide as its longest line, with the margins and the scroll bar.
+    const int longest = fontMetrics().boundingRect(QRect(), 0, text->toPlainText()).width();
+    resize(std::min(longest + 80, fontMetrics().averageCharWidth() * 140), fontMetrics().height() * 28);
 }
 
 } // namespace vantorel

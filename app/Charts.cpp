@@ -265,6 +265,14 @@ void YearsChart::mouseMoveEvent(QMouseEvent* event) { choose(columnAt(event->pos
 
 void YearsChart::leaveEvent(QEvent*) { choose(std::nullopt); }
 
+/// The keyboard begins with the newest year, which it then shows.
+void YearsChart::focusInEvent(QFocusEvent*)
+{
+    if (!years_.empty()) {
+        choose(years_.size() - 1);
+    }
+}
+
 void YearsChart::focusOutEvent(QFocusEvent*) { choose(std::nullopt); }
 
 void YearsChart::keyPressEvent(QKeyEvent* event)

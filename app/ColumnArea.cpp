@@ -1,11 +1,13 @@
 #include "app/ColumnArea.h"
 
+#include "app/ScrollFocus.h"
+
 #include <QtCore/qcoreevent.h>
 #include <QtWidgets/qlayout.h>
 
 namespace vantorel {
 
-ColumnArea::ColumnArea(QWidget* content, QWidget* parent)
+ColumnArea::ColumnArea(QWidget* content, const QString& accessibleName, QWidget* parent)
     : QScrollArea(parent)
 {
     setFrameShape(QFrame::NoFrame);
@@ -13,6 +15,7 @@ ColumnArea::ColumnArea(QWidget* content, QWidget* parent)
     setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
     setWidget(content);
     content->installEventFilter(this);
+    ScrollFocus::addTo(*this, accessibleName);
 }
 
 void ColumnArea::resizeEvent(QResizeEvent* event)

@@ -8,7 +8,7 @@ namespace vantorel {
 /// wrapped: a plain scroll area squeezes them instead, down to the height of unwrapped ones.
 class ColumnArea final : public QScrollArea {
 public:
-    explicit ColumnArea(QWidget* content, QWidget* parent = nullptr);
+    explicit ColumnArea(QWidget* content, const QString& accessibleName, QWidget* parent = nullptr);
 
 protected:
     void resizeEvent(QResizeEvent* event) override;

@@ -69,7 +69,7 @@ CompareTab::CompareTab(AppModel& app, QWidget* parent)
     auto* layout = new QVBoxLayout(content);
     layout->setContentsMargins(0, 16, 12, 0);
     layout->setSpacing(12);
-    outer->addWidget(new ColumnArea(content));
+    outer->addWidget(new ColumnArea(content, "Compare"));
 
     auto* head = new QHBoxLayout;
     head->addWidget(theme::text("See what this library has that another one, usually today's, does not.",
@@ -103,7 +103,10 @@ CompareTab::CompareTab(AppModel& app, QWidget* parent)
     layout->addWidget(choice_);
 
     progress_ = running();
-    layout->addWidget(progress_);
+    auto* narrow = new QHBoxLayout; // a box from top to bottom would reckon the height of its whole width
+    narrow->addWidget(progress_, 10);
+    narrow->addStretch();
+    layout->addLayout(narrow);
     result_ = new QVBoxLayout;
     result_->setSpacing(8);
     layout->addLayout(result_);

@@ -41,7 +41,7 @@ QWidget* page(QWidget* content, QLayout* buttons)
     auto* widget = new QWidget;
     auto* layout = new QVBoxLayout(widget);
     layout->setContentsMargins(0, 0, 0, 0);
-    layout->addWidget(new ColumnArea(content), 1);
+    layout->addWidget(new ColumnArea(content, "Export"), 1);
     layout->addLayout(buttons);
     return widget;
 }
@@ -85,7 +85,7 @@ ExportSheet::ExportSheet(AppModel& app, QWidget* parent)
     , card_(new QWidget(this))
     , pages_(new QStackedWidget)
 {
-    setFocusPolicy(Qt::StrongFocus);
+    setFocusPolicy(Qt::ClickFocus); // for its keys; what the tabulator key comes to is on the card
     card_->setAutoFillBackground(true);
     setAccessibleName("Export");
     auto* layout = new QVBoxLayout(card_);

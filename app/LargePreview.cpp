@@ -57,6 +57,7 @@ LargePreview::LargePreview(AppModel& app, PictureService& pictures, ItemTableMod
     picture_->setPalette(palette());
     layout->addWidget(picture_, 1);
     line_ = theme::text("", theme::TextStyle::body);
+    line_->setPalette(palette());
     line_->setAlignment(Qt::AlignHCenter);
     layout->addWidget(line_);
     window.installEventFilter(this);

@@ -21,6 +21,8 @@
 #include <QtGui/qaction.h>
 #include <QtGui/qdesktopservices.h>
 #include <QtGui/qevent.h>
+#include <QtGui/qshortcut.h>
+#include <QtWidgets/qabstractbutton.h>
 #include <QtWidgets/qapplication.h>
 #include <QtWidgets/qboxlayout.h>
 #include <QtWidgets/qlineedit.h>
@@ -79,6 +81,8 @@ MainWindow::MainWindow(
     sheet_ = new ExportSheet(app, this);
     sheet_->hide();
     addMenus();
+    connect(new QShortcut(QKeySequence(Qt::Key_F10), this), &QShortcut::activated, this,
+        [this] { menuBar()->setActiveAction(menuBar()->actions().front()); });
     listen();
     notifiers_.push_back(app_.screen.onChange([this] { showScreen(); }));
     notifiers_.push_back(app_.showExport.onChange([this] { showScreen(); }));
@@ -116,46 +120,47 @@ QAction* MainWindow::addCommand(
 void MainWindow::addMenus()
 {
     auto* file = menuBar()->addMenu("&File");
-    choose_ = addCommand(file, "Choose a Library…", QKeySequence::Open, [this] { app_.chooseLibrary(); });
+    choose_ = addCommand(file, "&Choose a Library…", QKeySequence::Open, [this] { app_.chooseLibrary(); });
     look_ = addCommand(
-        file, "Look for Libraries Again", Qt::CTRL | Qt::Key_R, [this] { app_.lookForLibraries(); });
+        file, "&Look for Libraries Again", Qt::CTRL | Qt::Key_R, [this] { app_.lookForLibraries(); });
     file->addSeparator();
     auto* view = menuBar()->addMenu("&View");
     addResultCommands(file, view);
     file->addSeparator();
     if (desktop_.updates()) {
-        auto* check = addCommand(file, "Check for Updates…", {}, [this] { desktop_.updates()->checkNow(); });
+        auto* check = addCommand(file, "Check for &Updates…", {}, [this] { desktop_.updates()->checkNow(); });
         check->setMenuRole(QAction::ApplicationSpecificRole);
-        auto* settings = addCommand(file, "Settings…", QKeySequence::Preferences, [this] { showSettings(); });
+        auto* settings =
+            addCommand(file, "Se&ttings…", QKeySequence::Preferences, [this] { showSettings(); });
         settings->setMenuRole(QAction::PreferencesRole);
     }
     if (desktop_.whenWindowIsClosed() == Desktop::WindowClosed::leavesProgramRunning) {
-        addCommand(file, "Close Window", QKeySequence::Close, [this] { close(); });
+        addCommand(file, "Close &Window", QKeySequence::Close, [this] { close(); });
     }
-    auto* quit = addCommand(file, "Quit Vantorel", Qt::CTRL | Qt::Key_Q, [this] { quit_.quit(); });
+    auto* quit = addCommand(file, "&Quit Vantorel", Qt::CTRL | Qt::Key_Q, [this] { quit_.quit(); });
     quit->setMenuRole(QAction::QuitRole);
     auto* help = menuBar()->addMenu("&Help");
-    addCommand(help, "Vantorel Help", QKeySequence::HelpContents,
+    addCommand(help, "Vantorel &Help", QKeySequence::HelpContents,
         [] { QDesktopServices::openUrl(QUrl(shown(product::helpPage))); });
-    addCommand(help, "Acknowledgements", {}, [this] { showAcknowledgements(); });
+    addCommand(help, "&Acknowledgements", {}, [this] { showAcknowledgements(); });
 }
 
 void MainWindow::addResultCommands(QMenu* file, QMenu* view)
 {
-    static constexpr std::array tabs{"Overview", "Albums", "Missing or Limited", "Compare"};
-    ofResults_.push_back(addCommand(file, "Scan Again", Qt::CTRL | Qt::SHIFT | Qt::Key_R, [this] {
+    static constexpr std::array tabs{"&Overview", "&Albums", "&Missing or Limited", "&Compare"};
+    ofResults_.push_back(addCommand(file, "&Scan Again", Qt::CTRL | Qt::SHIFT | Qt::Key_R, [this] {
         if (const auto library = app_.scannedLibrary()) {
             app_.scan(*library);
         }
     }));
-    ofResults_.push_back(addCommand(file, "Export…", Qt::CTRL | Qt::Key_E, [this] { app_.openExport(); }));
+    ofResults_.push_back(addCommand(file, "&Export…", Qt::CTRL | Qt::Key_E, [this] { app_.openExport(); }));
     for (std::size_t i = 0; i < tabs.size(); ++i) {
         const auto key = static_cast<Qt::Key>(Qt::Key_1 + i);
         ofResults_.push_back(
             addCommand(view, tabs[i], Qt::CTRL | key, [this, i] { app_.setTab(static_cast<ResultTab>(i)); }));
     }
     view->addSeparator();
-    auto* back = addCommand(view, "Back to Libraries", {}, [this] { goBack(); });
+    auto* back = addCommand(view, "&Back to Libraries", {}, [this] { goBack(); });
     back->setShortcuts({Qt::CTRL | Qt::Key_BracketLeft, Qt::Key_Escape});
     ofResults_.push_back(back);
 }
@@ -184,6 +189,9 @@ void MainWindow::showScreen()
     }
     showError();
     if (showsSheet != sheet_->isVisibleTo(this)) {
+        if (showsSheet) {
+            beforeSheet_ = focusWidget();
+        }
         // What lies behind the sheet takes no key and no click.
         screens_->setEnabled(!showsSheet);
         sheet_->setGeometry(rect());
@@ -191,6 +199,8 @@ void MainWindow::showScreen()
         if (showsSheet) {
             sheet_->raise();
             sheet_->setFocus();
+        } else if (beforeSheet_) {
+            beforeSheet_->setFocus();
         }
     }
     if (isOther) {
@@ -219,11 +229,23 @@ void MainWindow::focusScreen()
 }
 
 /// The list of libraries says itself what was wrong; elsewhere it is about a folder that was dropped or
-/// chosen there.
+/// chosen there, or named when the program was started.
 void MainWindow::showError()
 {
-    const bool isElsewhere = app_.screen() == Screen::scanning || app_.screen() == Screen::results;
-    error_->setTextOrHide(isElsewhere ? app_.scanError() : std::nullopt, app_.scanAdvice());
+    error_->setTextOrHide(
+        app_.screen() != Screen::sources ? app_.scanError() : std::nullopt, app_.scanAdvice());
+}
+
+/// Return presses the button that has the focus, as it does in dialogs; by itself Qt has it press default
+/// buttons alone.
+void MainWindow::keyPressEvent(QKeyEvent* event)
+{
+    auto* button = qobject_cast<QAbstractButton*>(focusWidget());
+    if (button && (event->key() == Qt::Key_Return || event->key() == Qt::Key_Enter)) {
+        button->click();
+    } else {
+        QMainWindow::keyPressEvent(event);
+    }
 }
 
 void MainWindow::resizeEvent(QResizeEvent* event)
@@ -267,7 +289,12 @@ void MainWindow::askWhetherToQuit(std::function<void(Answer)> answered)
     bringToFront(); // the question belongs to a window that is seen
     auto* box = new QMessageBox(this);
     box->setAttribute(Qt::WA_DeleteOnClose);
-    box->setIcon(QMessageBox::Warning);
+    box->setIconPixmap(theme::symbol("exclamationmark.triangle.fill", 40,
+        theme::colour(theme::Meaning::attention, palette()), devicePixelRatioF()));
+    // Qt's own names of the two texts; without them they are as everywhere else.
+    box->setStyleSheet("QLabel#qt_msgbox_label { font-weight: 600; }"
+                       "QLabel#qt_msgbox_informativelabel { min-width: "
+        + QString::number(fontMetrics().averageCharWidth() * 60) + "px; }");
     box->setWindowTitle("Vantorel");
     box->setText("Stop the export and quit?");
     box->setInformativeText(

@@ -38,6 +38,7 @@ public:
 
 protected:
     void closeEvent(QCloseEvent* event) override;
+    void keyPressEvent(QKeyEvent* event) override;
     void resizeEvent(QResizeEvent* event) override;
     void dragEnterEvent(QDragEnterEvent* event) override;
     void dropEvent(QDropEvent* event) override;
@@ -67,6 +68,7 @@ private:
     QAction* look_ = nullptr;
     std::vector<QAction*> ofResults_{};
     std::optional<DiskPath> given_{}; ///< Opened after the first run.
+    QPointer<QWidget> beforeSheet_{}; ///< What had the focus before the sheet came up.
     QPointer<QDialog> settingsWindow_{};
     QPointer<QDialog> acknowledgements_{};
     std::vector<QPropertyNotifier> notifiers_{};

@@ -62,7 +62,11 @@ WarningLine::WarningLine(const QString& text, Kind kind, QWidget* parent)
     lines->addWidget(text_);
     lines->addWidget(advice_);
     advice_->hide();
-    layout->addLayout(lines, 1);
+    for (auto* label : {text_, advice_}) {
+        label->setMaximumWidth(theme::textWidth);
+    }
+    layout->addLayout(lines, 10);
+    layout->addStretch();
 }
 
 void WarningLine::setText(const QString& text) { text_->setText(text); }

@@ -1,6 +1,7 @@
 #include "app/OnboardingView.h"
 
 #include "app/Privacy.h"
+#include "app/ScrollFocus.h"
 #include "app/Theme.h"
 
 #include <QtWidgets/qboxlayout.h>
@@ -31,6 +32,7 @@ QWidget* centred(QWidget* column)
     area->setFrameShape(QFrame::NoFrame);
     area->setWidgetResizable(true);
     area->setWidget(inner);
+    ScrollFocus::addTo(*area, "Vantorel");
     return area;
 }
 

@@ -33,7 +33,7 @@ OverviewTab::OverviewTab(AppModel& app, QWidget* parent)
     auto* layout = new QVBoxLayout(content);
     layout->setContentsMargins(0, 16, 12, 0);
     layout->setSpacing(12);
-    outer->addWidget(new ColumnArea(content));
+    outer->addWidget(new ColumnArea(content, "Overview"));
 
     numbers_ = new QHBoxLayout;
     numbers_->setSpacing(24);
@@ -56,6 +56,7 @@ OverviewTab::OverviewTab(AppModel& app, QWidget* parent)
     rows_->setColumnMinimumWidth(2, 32);
     rows_->setColumnStretch(5, 1);
     layout->addLayout(rows_);
+    layout->addSpacing(4);
     notes_ = new QVBoxLayout;
     notes_->setSpacing(8);
     layout->addLayout(notes_);
@@ -64,7 +65,10 @@ OverviewTab::OverviewTab(AppModel& app, QWidget* parent)
     advice_ = theme::text("", TextStyle::quiet);
     advice_->setMaximumWidth(theme::textWidth);
     layout->addWidget(adviceTitle_);
-    layout->addWidget(advice_);
+    auto* narrow = new QHBoxLayout; // a box from top to bottom would reckon the height of its whole width
+    narrow->addWidget(advice_, 10);
+    narrow->addStretch();
+    layout->addLayout(narrow);
     layout->addStretch();
     watch(app_.scanned);
 }
@@ -170,6 +174,7 @@ void OverviewTab::showNotes(std::size_t most)
     }
     auto* more = new QPushButton(rest);
     more->setFlat(true);
+    more->setObjectName("legend");
     more->setToolTip("Show all of them");
     connect(more, &QPushButton::clicked, this, [this] { showNotes(allNotes); });
     notes_->addWidget(more, 0, Qt::AlignLeft);

@@ -4,6 +4,7 @@
 #include "app/ItemPainting.h"
 #include "app/ItemTable.h"
 #include "app/ModelView.h"
+#include "app/ScrollFocus.h"
 #include "app/SymbolLabel.h"
 #include "app/Theme.h"
 #include "base/Text.h"
@@ -157,7 +158,7 @@ PreviewPane::PreviewPane(PictureService& pictures, QWidget* parent)
     setWidgetResizable(true);
     setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
     setMinimumWidth(fontMetrics().averageCharWidth() * 28);
-    setAccessibleName("Preview");
+    ScrollFocus::addTo(*this, "Preview");
     auto* content = new QWidget;
     auto* layout = new QVBoxLayout(content);
     layout->setContentsMargins(12, 0, 6, 0);

@@ -67,8 +67,12 @@ ProblemsTab::ProblemsTab(AppModel& app, PictureService& pictures, QWidget* paren
     items_->head().addWidget(chips, 1);
     items_->head().addWidget(copy, 0, Qt::AlignTop);
     stack_->addWidget(items_);
-    connect(filter_, &QButtonGroup::idClicked, this, [this](int kind) {
-        app_.showLimited(kind == allKinds ? std::nullopt : std::optional(static_cast<OriginalClass>(kind)));
+    // Not when it is clicked: a screen reader toggles it.
+    connect(filter_, &QButtonGroup::idToggled, this, [this](int kind, bool isChosen) {
+        if (isChosen) {
+            app_.showLimited(
+                kind == allKinds ? std::nullopt : std::optional(static_cast<OriginalClass>(kind)));
+        }
     });
     watch(app_.scanned, app_.limitedFilter);
 }
@@ -125,6 +129,7 @@ void ProblemsTab::showItems()
 {
     const auto filter = app_.limitedFilter();
     if (auto* chip = filter_->button(filter ? static_cast<int>(*filter) : allKinds)) {
+        const QSignalBlocker silent(filter_);
         chip->setChecked(true);
     }
     ItemTableModel::Rows rows;

@@ -8,11 +8,15 @@
 #include "app/ProblemsTab.h"
 #include "app/Theme.h"
 
+#include <utility>
+
+#include <QtWidgets/qabstractitemview.h>
 #include <QtWidgets/qboxlayout.h>
 #include <QtWidgets/qlabel.h>
 #include <QtWidgets/qpushbutton.h>
 #include <QtWidgets/qtabbar.h>
 #include <QtWidgets/qtabwidget.h>
+#include <QtWidgets/qtreeview.h>
 
 namespace vantorel {
 
@@ -56,7 +60,7 @@ ResultsView::ResultsView(AppModel& app, QWidget* parent)
     layout->addWidget(warning_);
 
     tabs_ = new QTabWidget;
-    tabs_->setDocumentMode(true);
+    tabs_->tabBar()->setDrawBase(false); // the style sheet has a line beneath
     tabs_->setAccessibleName("Results");
     tabs_->addTab(new OverviewTab(app), "Overview");
     auto* pictures = makeLibraryPictures(app, this);
@@ -76,9 +80,30 @@ void ResultsView::showEvent(QShowEvent* event)
     tabs_->tabBar()->setFocus();
 }
 
+/// Whoever comes by a shortcut or a click wants the list that is there; the arrow keys among the tabs stay
+/// there.
+void ResultsView::focusTab()
+{
+    for (auto* view : tabs_->currentWidget()->findChildren<QAbstractItemView*>()) {
+        // A tree in which nothing is chosen would choose its first row.
+        const bool stays = view->currentIndex().isValid() || !qobject_cast<QTreeView*>(view);
+        if (view->isVisible() && stays) {
+            view->setFocus();
+            return;
+        }
+    }
+    tabs_->tabBar()->setFocus();
+}
+
 void ResultsView::refresh()
 {
-    tabs_->setCurrentIndex(static_cast<int>(app_.tab()));
+    const int index = static_cast<int>(app_.tab());
+    const bool isByShortcut = tabs_->currentIndex() != index;
+    tabs_->setCurrentIndex(index);
+    const bool isOther = std::exchange(shownTab_, app_.tab()) != app_.tab();
+    if (isOther && (isByShortcut || !tabs_->tabBar()->hasFocus())) {
+        focusTab();
+    }
     export_->setText(app_.isExporting() ? "Show Export…" : "Export…");
     const auto scanned = app_.scanned();
     if (!scanned) {

@@ -24,11 +24,14 @@ protected:
     void showEvent(QShowEvent* event) override;
 
 private:
+    void focusTab();
+
     ElidedLabel* name_;
     QLabel* format_;
     WarningLine* warning_;
     QPushButton* export_;
     QTabWidget* tabs_;
+    ResultTab shownTab_ = ResultTab::overview;
 };
 
 } // namespace vantorel

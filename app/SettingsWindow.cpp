@@ -29,7 +29,8 @@ SettingsWindow::SettingsWindow(Updates& updates, QWidget* parent)
     layout->addWidget(automatic_);
     layout->addWidget(explanation);
     layout->addStretch();
-    connect(automatic_, &QCheckBox::clicked, this, [this](bool checks) {
+    // Not when it is clicked: a screen reader toggles it.
+    connect(automatic_, &QCheckBox::toggled, this, [this](bool checks) {
         updates_.setChecksAutomatically(checks);
         refresh();
     });
@@ -44,6 +45,10 @@ void SettingsWindow::changeEvent(QEvent* event)
     }
 }
 
-void SettingsWindow::refresh() { automatic_->setChecked(updates_.checksAutomatically()); }
+void SettingsWindow::refresh()
+{
+    const QSignalBlocker silent(automatic_);
+    automatic_->setChecked(updates_.checksAutomatically());
+}
 
 } // namespace vantorel

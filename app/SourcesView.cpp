@@ -4,6 +4,7 @@
 #include "app/ElidedLabel.h"
 #include "app/Layouts.h"
 #include "app/Privacy.h"
+#include "app/ScrollFocus.h"
 #include "app/Theme.h"
 #include "app/model/WindowTexts.h"
 #include "base/Text.h"
@@ -140,6 +141,7 @@ SourcesView::SourcesView(AppModel& app, QWidget* parent)
     listLayout->addWidget(nothing_, 1);
     listLayout->addStretch();
     area->setWidget(list);
+    ScrollFocus::addTo(*area, "Libraries");
     layout->addWidget(area, 1);
 
     auto* foot = new QHBoxLayout;
@@ -209,11 +211,31 @@ void SourcesView::listLibraries()
     if (first && areFirst) {
         first->setFocus(); // nobody has gone anywhere yet
     }
-    setFocusProxy(first ? static_cast<QWidget*>(first) : choose_);
+    chooseFocus();
     if (last) { // the rows are new; the buttons beneath them come after them
         setTabOrder(last->button(), choose_);
         setTabOrder(choose_, again_);
     }
+}
+
+/// Whoever comes back from a library begins with that one, else with the first.
+void SourcesView::chooseFocus()
+{
+    QWidget* begin = nullptr;
+    for (int i = 0; i < rows_->count(); ++i) {
+        auto* row = qobject_cast<LibraryRow*>(rows_->itemAt(i)->widget());
+        const auto& scanned = app_.scannedLibrary();
+        if (row && (!begin || (scanned && scanned->url == row->library()))) {
+            begin = row;
+        }
+    }
+    setFocusProxy(begin ? begin : choose_);
+}
+
+void SourcesView::showEvent(QShowEvent* event)
+{
+    ModelView::showEvent(event);
+    chooseFocus();
 }
 
 void SourcesView::addBackupsHeading()
@@ -316,8 +338,9 @@ void LibraryRow::paintEvent(QPaintEvent*)
     QPainter painter(this);
     painter.setRenderHint(QPainter::Antialiasing);
     painter.setBrush(palette().color(QPalette::Base));
-    painter.setPen(palette().color(hasFocus() ? QPalette::Highlight : QPalette::Midlight));
-    painter.drawRoundedRect(QRectF(rect()).adjusted(0.5, 0.5, -0.5, -0.5), 8, 8);
+    const double line = hasFocus() ? 2 : 1;
+    painter.setPen(QPen(palette().color(hasFocus() ? QPalette::Highlight : QPalette::Midlight), line));
+    painter.drawRoundedRect(QRectF(rect()).adjusted(line / 2, line / 2, -line / 2, -line / 2), 8, 8);
 }
 
 } // namespace vantorel

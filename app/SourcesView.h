@@ -16,9 +16,11 @@ public:
 
 protected:
     void refresh() override;
+    void showEvent(QShowEvent* event) override;
 
 private:
     void listLibraries();
+    void chooseFocus();
     void addBackupsHeading();
     void addIssues();
 

@@ -183,7 +183,7 @@ void makePrimary(QPushButton* button)
         "QPushButton#primary { background: palette(highlight); color: palette(highlighted-text);"
         " border: 1px solid transparent; border-radius: 6px; padding: 6px 18px; }"
         "QPushButton#primary:disabled { background: palette(mid); color: palette(window); }"
-        "QPushButton#primary:focus { border: 1px solid palette(window-text); }");
+        "QPushButton#primary:focus { border: 2px solid palette(window-text); padding: 5px 17px; }");
 }
 
 QPalette palette(bool dark)
@@ -225,28 +225,36 @@ QPushButton { background: palette(button); color: palette(button-text); border: 
 QPushButton:hover { background: palette(midlight); }
 QPushButton:pressed { background: palette(mid); }
 QPushButton:disabled { color: palette(mid); border-color: palette(midlight); }
-QPushButton:focus { border-color: palette(highlight); }
+QPushButton:focus { border: 2px solid palette(highlight); padding: 4px 13px; }
 QPushButton:flat { background: transparent; border-color: transparent; padding: 3px 6px; }
 QPushButton:flat:hover { background: palette(midlight); }
-QPushButton:flat:focus { border-color: palette(highlight); }
-QPushButton#legend { padding: 3px 8px 3px 0; }
+QPushButton:flat:focus { border: 2px solid palette(highlight); padding: 2px 5px; }
+QPushButton#legend { padding: 3px 8px 3px 1px; }
+QPushButton#legend:focus { padding: 2px 7px 2px 0; }
 QToolButton { border: 1px solid transparent; border-radius: 6px; padding: 3px 6px; outline: none; }
-QToolButton#fold { padding-left: 0; }
 QToolButton:hover { background: palette(midlight); }
-QToolButton:checked { background: transparent; }
-QToolButton:focus { border-color: palette(highlight); }
+QToolButton:checked { background: palette(midlight); border-color: palette(mid); }
+QToolButton:focus { border: 2px solid palette(highlight); padding: 2px 5px; }
+QToolButton#fold { padding-left: 1px; background: transparent; border-color: transparent; }
+QToolButton#fold:hover { background: palette(midlight); }
+QToolButton#fold:focus { padding-left: 0; border-color: palette(highlight); }
 QCheckBox::indicator { width: 14px; height: 14px; border: 1px solid palette(placeholder-text); border-radius: 4px;
   background: palette(base); }
 QCheckBox::indicator:checked { background: palette(highlight); border-color: palette(highlight);
   image: url(:/icons/checkmark.svg); }
-QCheckBox::indicator:focus { border-color: palette(highlight); }
-QTabBar { font-weight: 500; }
+QCheckBox::indicator:focus { width: 12px; height: 12px; border: 2px solid palette(highlight); }
+QCheckBox::indicator:checked:focus { border-color: palette(window-text); }
+QTabWidget::pane { border: none; border-top: 1px solid palette(mid); top: -1px; }
+QTabWidget::tab-bar { left: 0; }
+QTabBar { font-weight: 500; outline: none; }
 QTabBar::tab { background: transparent; border: none; border-bottom: 2px solid transparent;
   padding: 7px 4px; margin-right: 20px; }
 QTabBar::tab:selected { border-bottom-color: palette(highlight); }
 QTabBar::tab:!selected { color: palette(placeholder-text); }
 QTabBar::tab:hover { border-bottom-color: palette(mid); }
 QTabBar::tab:selected:hover { border-bottom-color: palette(highlight); }
+QTabBar::tab:selected:focus { background: palette(midlight); border-top-left-radius: 6px;
+  border-top-right-radius: 6px; }
 QLineEdit { background: palette(base); border: 1px solid palette(mid); border-radius: 6px; padding: 4px 8px; }
 QLineEdit:focus { border-color: palette(highlight); }
 QHeaderView::section { background: palette(window); border: none; border-bottom: 1px solid palette(midlight);
@@ -258,6 +266,7 @@ QScrollBar:horizontal { background: transparent; height: 12px; margin: 0; }
 QScrollBar::handle { background: palette(mid); border-radius: 4px; margin: 2px; min-height: 32px;
   min-width: 32px; }
 QScrollBar::handle:hover { background: palette(dark); }
+QScrollBar[leads="true"]::handle { background: palette(highlight); }
 QScrollBar::add-line, QScrollBar::sub-line { width: 0; height: 0; }
 QScrollBar::add-page, QScrollBar::sub-page { background: transparent; }
 )";

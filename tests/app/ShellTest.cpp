@@ -110,7 +110,7 @@ protected:
     QAction* command(const QString& text)
     {
         for (auto* found : window->findChildren<QAction*>()) {
-            if (found->text() == text) {
+            if (found->text().remove('&') == text) {
                 return found;
             }
         }

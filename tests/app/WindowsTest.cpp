@@ -15,6 +15,7 @@
 #include <QtCore/qsettings.h>
 #include <QtGui/qaccessible.h>
 #include <QtGui/qclipboard.h>
+#include <QtTest/QTest>
 #include <QtWidgets/qabstractbutton.h>
 #include <QtWidgets/qapplication.h>
 #include <QtWidgets/qcheckbox.h>
@@ -118,6 +119,14 @@ protected:
         found->click();
         QApplication::processEvents();
     }
+    void pressReturnOn(const QString& text)
+    {
+        auto* found = button(text);
+        ASSERT_NE(found, nullptr) << text.toStdString();
+        found->setFocus();
+        QTest::keyClick(found, Qt::Key_Return);
+        QApplication::processEvents();
+    }
     bool shows(const QString& part)
     {
         const auto labels = window->findChildren<QLabel*>();
@@ -147,10 +156,31 @@ protected:
                 << screen << ": a " << widget->metaObject()->className() << " without a name";
         }
     }
+    /// A screen reader may ask for what has just gone away.
+    void expectNoSuchChildren()
+    {
+        for (QWidget* widget : std::initializer_list<QWidget*>{window.get(), visible<QScrollArea>()}) {
+            if (widget) {
+                EXPECT_EQ(QAccessible::queryAccessibleInterface(widget)->child(1'000), nullptr);
+            }
+        }
+    }
+    /// Where there is too little room, a window scrolls; no line of a text is cut off.
+    void expectWholeTexts(const char* screen)
+    {
+        for (auto* label : window->findChildren<QLabel*>()) {
+            if (label->isVisible() && label->hasHeightForWidth() && !label->text().isEmpty()) {
+                EXPECT_GE(label->height(), label->heightForWidth(label->width()))
+                    << screen << ": " << label->text().toStdString();
+            }
+        }
+    }
     void picture(const char* name)
     {
         settleViews();
         expectNames(name);
+        expectNoSuchChildren();
+        expectWholeTexts(name);
         if (const char* place = std::getenv("VANTOREL_SCREENSHOTS")) {
             EXPECT_TRUE(window->grab().save(QString::fromUtf8(place) + "/" + name + ".png"));
         }
@@ -290,11 +320,11 @@ TEST_F(Windows, scanShowExportStopAndContinue)
     picture("compare");
 
     desktop->answer = destination;
-    click("Export…");
+    pressReturnOn("Export…");
     settle();
     EXPECT_TRUE(shows("A photo in two albums is copied twice."));
     EXPECT_FALSE(button("Export")->isEnabled()) << "no folder was chosen";
-    click("Choose Folder…");
+    pressReturnOn("Choose Folder…");
     settle();
     EXPECT_TRUE(shows(" free on that disk."));
     const auto before = model->exportPlan();
@@ -328,6 +358,8 @@ TEST_F(Windows, scanShowExportStopAndContinue)
     picture("finished");
     click("Done");
     EXPECT_FALSE(model->showExport());
+    EXPECT_EQ(window->focusWidget(), button("Export…"))
+        << "the keyboard is where it was before the sheet came";
 }
 
 TEST_F(Windows, askBeforeTheyCloseDuringAnExport)
