@@ -1,26 +1,18 @@
 #!/usr/bin/python3
-"""The run behind scripts/screenshots, for one appearance and scale. Runs in mounts and on a session bus of its own.
+"""One of the runs behind scripts/screenshots: a story, for one appearance and scale.
 
 It waits for what the accessibility tree shows, never for time to pass; what does not come within a generous time ends
 the run with a sentence and the picture of what was there instead.
 """
 
 import argparse
-import os
 import pathlib
 import signal
 import subprocess
 import sys
 import tempfile
-import time
-import warnings
 
-import gi
-
-gi.require_version("Atspi", "2.0")
-from gi.repository import Atspi, GLib  # noqa: E402
-
-warnings.simplefilter("ignore", DeprecationWarning)  # of names that newer versions of the library have too
+from driven import Atspi, Disk, Display, Missing, Windows, wait_until
 
 VARIANTS = {  # width, height, scale, appearance
     "light": (1280, 800, 1, "light"),
@@ -29,204 +21,82 @@ VARIANTS = {  # width, height, scale, appearance
     "dark-2x": (2560, 1600, 2, "dark"),
     "small": (860, 560, 1, "light"),
 }
-PATIENCE = 180  # seconds, for what usually takes less than one
-# Rows of tables and trees are many; what this run waits for is never in them.
-BUTTONS = (Atspi.Role.PUSH_BUTTON, Atspi.Role.CHECK_BOX, Atspi.Role.PAGE_TAB, Atspi.Role.TOGGLE_BUTTON)
-CLOSED_ROLES = {Atspi.Role.TABLE, Atspi.Role.TREE_TABLE, Atspi.Role.TREE, Atspi.Role.LIST}
 
 
-class Missing(Exception):
-    pass
+class Run:
+    """The places of one run: what is mounted where, and the program in front of it."""
 
-
-def wait_until(condition, what, patience=PATIENCE):
-    end = time.monotonic() + patience
-    while True:
-        value = condition()
-        if value:
-            return value
-        if time.monotonic() > end:
-            raise Missing(f"{what} did not come within {patience} seconds.")
-        time.sleep(0.05)
-
-
-class Disk:
-    """A folder seen through the disk that is slow or silent on command."""
-
-    def __init__(self, program, folder, mount_point, control):
-        self.rules_file = control / "rules"
-        self.rules_file.write_text("")
-        counts = control / "counts"
-        counts.write_bytes(b"\0" * 4096)
-        mount_point.mkdir(parents=True, exist_ok=True)
-        self.mount_point = mount_point
-        self.process = subprocess.Popen([program, folder, mount_point, self.rules_file, counts])
-        wait_until(lambda: os.path.ismount(mount_point), "The slow disk")
-
-    def rule(self, *rules):
-        fresh = self.rules_file.with_suffix(".new")
-        fresh.write_text("".join(rule + "\n" for rule in rules))
-        fresh.rename(self.rules_file)
-
-    def close(self):
-        self.rule()
-        self.process.terminate()
-        self.process.wait()
-
-
-class Windows:
-    """The program, its display, and what a user sees and does there."""
-
-    def __init__(self, options, home):
+    def __init__(self, options, place):
         width, height, scale, appearance = VARIANTS[options.variant]
-        self.pictures = pathlib.Path(options.pictures)
-        self.processes = []
-        reader, writer = os.pipe()
-        self.start(["Xvfb", "-displayfd", str(writer), "-screen", "0", f"{width}x{height}x24", "-nolisten", "tcp"],
-                   pass_fds=[writer], stderr=subprocess.DEVNULL)
-        os.close(writer)
-        os.environ["DISPLAY"] = ":" + os.read(reader, 16).decode().strip()
-        os.environ.update({
-            "HOME": str(home),
-            "XDG_CONFIG_HOME": str(home / ".config"),
-            "XDG_DATA_HOME": str(home / ".local/share"),
-            "XDG_CACHE_HOME": str(home / ".cache"),
-            "XDG_RUNTIME_DIR": str(home / ".run"),
-            "TMPDIR": str(home / "tmp"),
-            "QT_QPA_PLATFORM": "xcb",
-            "QT_LINUX_ACCESSIBILITY_ALWAYS_ON": "1",
-            "QT_SCALE_FACTOR": str(scale),
-            "VANTOREL_APPEARANCE": appearance,
-            "LC_ALL": "C.UTF-8",
-        })
-        for place in (".config/openbox", ".run", "tmp"):
-            (home / place).mkdir(parents=True, exist_ok=True)
-        (home / ".run").chmod(0o700)
-        (home / ".config/openbox/rc.xml").write_text(
-            '<openbox_config xmlns="http://openbox.org/3.4/rc"><applications>'
-            '<application type="normal"><decor>no</decor><maximized>yes</maximized></application>'
-            '</applications></openbox_config>')
-        self.start(["openbox", "--sm-disable"], stderr=subprocess.DEVNULL)
-        wait_until(lambda: subprocess.run(["xdotool", "get_desktop"], capture_output=True).returncode == 0,
-                   "The window manager")
-        self.app = self.start([options.app])
-        self.taken = 0
-        Atspi.set_timeout(3000, 30000)  # milliseconds; a program that has ended answers nothing
+        self.libraries = pathlib.Path(options.libraries)
+        self.place = place
+        self.faulty_disk = options.faulty_disk
+        self.disks = []
+        # Nothing that this computer has connected is searched.
+        for folder in ("/media", "/mnt", "/run/media"):
+            if pathlib.Path(folder).is_dir():
+                subprocess.run(["mount", "-t", "tmpfs", "tmpfs", folder], check=True)
+        label = options.story + " " + options.variant
+        self.display = Display(place / "me", width, height)
+        self.windows = Windows(self.display, options.app, options.pictures, label, scale, appearance)
 
-    def start(self, words, **more):
-        self.processes.append(subprocess.Popen(words, **more))
-        return self.processes[-1]
+    def connect(self, folder, name):
+        disk = Disk(self.faulty_disk, folder, pathlib.Path("/media") / name, self.place / f"control-{name}")
+        self.disks.append(disk)
+        return disk
+
+    def show(self, folder, name):
+        """A disk that is well."""
+        mount_point = pathlib.Path("/media") / name
+        mount_point.mkdir()
+        subprocess.run(["mount", "--bind", folder, mount_point], check=True)
+
+    def volume(self, name, *options):
+        """An empty disk to save to."""
+        mount_point = pathlib.Path("/media") / name
+        mount_point.mkdir()
+        subprocess.run(["mount", "-t", "tmpfs", *options, "tmpfs", mount_point], check=True)
+        return mount_point
 
     def close(self):
-        for process in reversed(self.processes):
-            if process.poll() is None:
-                process.terminate()
-                try:
-                    process.wait(10)
-                except subprocess.TimeoutExpired:
-                    process.kill()
-
-    # What is there
-
-    def nodes(self, node=None, closed=CLOSED_ROLES):
-        """Everything that shows, topmost windows first."""
-        if node is None:
-            desktop = Atspi.get_desktop(0)
-            for i in range(desktop.get_child_count()):
-                program = desktop.get_child_at_index(i)
-                if program and program.get_process_id() == self.app.pid:
-                    program.clear_cache()  # not everything that changes is told
-                    for j in reversed(range(program.get_child_count())):
-                        yield from self.nodes(program.get_child_at_index(j), closed)
-            return
-        if node is None or not node.get_state_set().contains(Atspi.StateType.SHOWING):
-            return
-        yield node
-        if node.get_role() not in closed:
-            for i in range(node.get_child_count()):
-                child = node.get_child_at_index(i)
-                if child:
-                    yield from self.nodes(child, closed)
-
-    def find(self, text, role=(), part=False, closed=CLOSED_ROLES):
-        """The first whose name is that, or has that in it, and that is one of these things."""
-        if self.app.poll() is not None:
-            raise Missing(f"The program has ended with {self.app.returncode}.")
-        try:
-            for node in self.nodes(closed=closed):
-                name = node.get_name() or ""
-                if (text in name if part else text == name) and (not role or node.get_role() in role):
-                    return node
-        except GLib.Error:
-            pass  # it changed while we looked
-        return None
-
-    def wait(self, text, **how):
-        patience = how.pop("patience", PATIENCE)
-        return wait_until(lambda: self.find(text, **how), f"\"{text}\"", patience)
-
-    def wait_gone(self, text, **how):
-        wait_until(lambda: not self.find(text, **how), f"The end of \"{text}\"")
-
-    def story(self):
-        """What a screen reader would find, for who wants to know why something did not come."""
-        try:
-            return "\n".join(f"    {node.get_role_name()}: {node.get_name()}" for node in self.nodes() if node.get_name())
-        except GLib.Error as trouble:
-            return f"    {trouble.message}"
-
-    # What a user does
-
-    def press(self, text, part=False):
-        def enabled():
-            node = self.find(text, role=BUTTONS, part=part)
-            return node if node and node.get_state_set().contains(Atspi.StateType.ENABLED) else None
-
-        # It does not wait for what the button starts.
-        node = wait_until(enabled, f"The button \"{text}\"")
-        action = node.get_action_iface()
-        names = [action.get_action_name(i) for i in range(action.get_n_actions())]
-        wanted = next((i for i, name in enumerate(names) if name in ("Press", "Toggle")), 0)
-        action.do_action(wanted)
-
-    def key(self, *keys):
-        subprocess.run(["xdotool", "key", "--clearmodifiers", *keys], check=True)
-
-    def choose_in_panel(self, path, button):
-        """The desktop's panel for files is Qt's own here: the path is typed."""
-        field = self.wait("Directory:", role=(Atspi.Role.TEXT,))
-        field.get_editable_text_iface().set_text_contents(str(path))
-        self.press(button)
-        wait_until(lambda: not self.find("Directory:"), "The end of the panel")
-
-    # Pictures
-
-    def grab(self):
-        return subprocess.run(["import", "-silent", "-window", "root", "png:-"], capture_output=True, check=True).stdout
-
-    def picture(self, name, moving=False):
-        """Of what is there once it has come to rest."""
-        self.taken += 1
-        last = self.grab()
-        end = time.monotonic() + 3
-        while not moving and time.monotonic() < end:
-            time.sleep(0.2)
-            fresh = self.grab()
-            if fresh == last:
-                break
-            last = fresh
-        (self.pictures / f"{self.taken:02}-{name}.png").write_bytes(last)
-        print(f"  {name}", flush=True)
+        for disk in self.disks:
+            disk.rule()  # what waits for a disk does not end
+        self.windows.close()
+        for disk in self.disks:
+            disk.close()
+        self.display.close()
 
 
-def first_run(windows):
+def skip_first_run(windows):
+    windows.wait("See and save what is in a Photos library")
+    windows.press("Continue")
+    windows.wait("Choose a library to scan")
+
+
+def wait_for_libraries(windows):
+    windows.wait("Old Photos", patience=120)
+    windows.wait("Holidays 2009", patience=120)
+    windows.wait_gone("Looking for libraries", role=(Atspi.Role.PROGRESS_BAR,))
+
+
+# The whole way, as it goes when nothing goes wrong
+
+
+def first_run(run, windows):
+    windows.start()
     windows.wait("See and save what is in a Photos library")
     windows.picture("onboarding")
     windows.press("Continue")
-    windows.wait("Choose a library to scan")
-    windows.wait("Old Photos", patience=120)
+    windows.wait("No library found")
     windows.wait_gone("Looking for libraries", role=(Atspi.Role.PROGRESS_BAR,))
+    windows.picture("nothing-found")
+    disk = run.connect(run.libraries / "disk", "Old Drive")
+    run.show(run.libraries / "backup", "Backups")
+    windows.wait("Old Photos", patience=120)  # a new disk is looked through without being asked
+    wait_for_libraries(windows)
+    windows.wait("In Time Machine backups", patience=120)
     windows.picture("sources")
+    return disk
 
 
 def scan(windows, disk):
@@ -239,9 +109,12 @@ def scan(windows, disk):
     windows.wait("Waiting for the disk to answer. This can take a moment.")
     windows.picture("scanning-disk-silent")
     windows.press("Stop")
+    windows.wait("Stopping…")
+    windows.picture("scanning-stopping", moving=True)
     windows.wait("Choose a library to scan")
     disk.rule()
     windows.press("Look Again")
+    wait_for_libraries(windows)
     windows.press("Scan Old Photos")
     windows.wait("Library format: ", part=True)
     windows.wait("Items per year")
@@ -251,20 +124,50 @@ def scan(windows, disk):
 def browse(windows, today):
     windows.key("ctrl+2")
     windows.wait("Select an album", part=True)
-    windows.wait("Albums", role=CLOSED_ROLES)
+    windows.picture("albums-nothing-chosen")
     windows.key("ctrl+f", "Tab", "Home", "Down", "Down")
     windows.wait(" items", part=True)
     windows.picture("albums")
+    windows.press("Show as List")
+    windows.picture("albums-list")
+    windows.press("Show as Pictures")
+    to_items(windows)
+    windows.key("Home", "Right")
+    windows.picture("albums-preview")
+    windows.key("space")
+    windows.wait("Close Preview")
+    windows.picture("large-preview")
+    windows.key("Escape")
+    windows.wait_gone("Close Preview")
+    windows.key("ctrl+f")
+    windows.type("ro")
+    windows.picture("albums-filtered")
+    windows.key("Escape")
     windows.key("ctrl+3")
     windows.wait("Copy List")
     windows.picture("missing")
+    windows.press("Show as Pictures")
+    windows.picture("missing-pictures")
+    windows.press("Show as List")
     windows.key("ctrl+4")
     windows.wait("See what this library has", part=True)
     windows.picture("compare")
     windows.press("Choose Another Library…")
+    windows.wait("Directory:", role=(Atspi.Role.TEXT,))
+    windows.picture("choosing")
     windows.choose_in_panel(today, "Choose Library")
     windows.wait("Compared with Photos Library")
     windows.picture("compared")
+
+
+def to_items(windows):
+    """With the tabulator key, as far as it takes."""
+    for _ in range(20):
+        node = windows.focused()
+        if node and "Items" in (node.get_name(), (node.get_parent() or node).get_name()):
+            return
+        windows.key("Tab")
+    raise Missing("The items are not reached with the tabulator key.")
 
 
 def export(windows, disk, destination):
@@ -295,10 +198,10 @@ def export(windows, disk, destination):
     windows.picture("saving-disk-silent")
     # A silent disk is given up within two seconds: too soon for a look at the tree on a slow machine, but until
     # then nothing moves.
-    before = windows.grab()
+    before = windows.display.pixels()
     windows.press("Stop")
-    wait_until(lambda: windows.grab() != before, "\"Stopping…\"")
-    windows.picture("stopping", moving=True)
+    wait_until(lambda: windows.display.pixels() != before, "\"Stopping…\"")
+    windows.picture("stopping", rest=1)
     disk.rule()
     windows.wait("Export Again")
     windows.picture("stopped")
@@ -307,62 +210,324 @@ def export(windows, disk, destination):
     windows.picture("export-continue")
     windows.press("Continue Export")
     windows.wait("Done", role=(Atspi.Role.PUSH_BUTTON,), patience=1200)
+    windows.wait("Open Report")
     windows.picture("finished")
     windows.press("Done")
     windows.wait_gone("Choose Another Folder")
 
 
-def damaged(windows):
-    windows.press("Back to Libraries")
+def menus(windows):
+    windows.key("alt+v")
+    windows.picture("menu")
+    windows.key("Escape", "Escape")
+    windows.key("alt+h", "Up", "Return")
+    windows.wait("Acknowledgements", role=(Atspi.Role.TEXT,))
+    windows.picture("acknowledgements")
+    windows.key("Escape")
+    windows.wait_gone("Acknowledgements", role=(Atspi.Role.TEXT,))
+
+
+def tell_whole(run):
+    windows = run.windows
+    disk = first_run(run, windows)
+    scan(windows, disk)
+    browse(windows, run.libraries / "today/Photos Library.photoslibrary")
+    export(windows, disk, run.volume("Rescue"))
+    menus(windows)
+    windows.key("ctrl+q")
+    windows.wait_end()
+
+
+# What can go wrong
+
+
+def refused_libraries(run, windows, disk):
+    """What is wrong with a library stands with it, or is said once it is asked for."""
+    disk.rule("error=13 open */Locked Away.photoslibrary/*", "error=13 getattr */Locked Away.photoslibrary/*",
+              "error=13 opendir */Locked Away.photoslibrary/*")
+    windows.press("Look Again")
+    windows.wait_gone("Looking for libraries", role=(Atspi.Role.PROGRESS_BAR,))
+    windows.picture("sources-refused")
+    windows.press("Scan Locked Away")
+    windows.wait("macOS refused access to this library", part=True)
+    windows.picture("refused")
+    windows.press("Scan Wedding 2006")
+    windows.wait("This library comes from macOS 10.14 or earlier", part=True)
+    windows.picture("older-library")
+    windows.press("Choose a Library…")
+    windows.choose_in_panel(run.libraries / "disk", "Choose Library")
+    windows.wait("is not a Photos library", part=True)
+    windows.picture("no-library")
+    disk.rule()
+
+
+def damaged_libraries(windows):
     windows.press("Scan Holidays 2009")
-    windows.wait("Library format: ", part=True, patience=180)
+    windows.wait("Library format: ", part=True)
     windows.picture("damaged-overview")
     windows.key("ctrl+3")
     windows.wait("Copy List")
     windows.picture("damaged-missing")
+    windows.press("Back to Libraries")
+    windows.press("Scan Phone 2013")
+    windows.wait("Library format: ", part=True)
+    windows.picture("journals-overview")
+    windows.press("Back to Libraries")
+    windows.press("Scan Attic")
+    windows.wait("Library format: ", part=True)
+    windows.picture("files-only-overview")
+    windows.key("ctrl+2")
+    windows.wait("This library has no albums of its own", part=True)
+    windows.picture("no-albums")
+    windows.press("Back to Libraries")
+
+
+def failing_exports(run, windows):
+    windows.press("Scan Old Photos")
+    windows.wait("Library format: ", part=True)
+    windows.key("ctrl+e")
+    windows.wait("No folder chosen")
+    windows.press("Choose Folder…")
+    windows.choose_in_panel(run.volume("Stick", "-o", "size=2m"), "Choose Folder")
+    windows.wait("Choose another disk or include less.", part=True)
+    windows.picture("export-too-small")
+
+    target = run.connect(run.place / "target", "Rescue")
+    target.rule("hang statfs *")  # the panel itself asks for less, and would wait without end
+    windows.press("Choose Folder…")
+    windows.choose_in_panel(target.mount_point, "Choose Folder")
+    windows.wait("That disk did not answer yet.", part=True)
+    windows.picture("export-disk-silent")
+    target.rule("room=30000000 write *")
+    windows.press("Choose Folder…")
+    windows.choose_in_panel(target.mount_point, "Choose Folder")
+    windows.wait(" free on that disk.", part=True)
+    windows.press("Export")
+    windows.wait("Export Again")
+    windows.picture("disk-full")
+    target.rule("delay=20 change *")
+    windows.press("Export Again")
+    windows.wait("Continues the unfinished export in", part=True)
+    windows.press("Continue Export")
+    windows.wait("Saving files")
+    windows.wait("earlier run.", part=True)
+    windows.picture("saving-continued", moving=True)
+    return target
+
+
+def quit_while_saving(windows, target):
+    """The question, the stop, and the end within five seconds although the disk hangs."""
+    windows.press("Hide")
+    windows.wait_gone("Saving files")
+    windows.picture("export-hidden")
+    windows.key("ctrl+q")
+    windows.wait("Stop the export and quit?", part=True)
+    target.rule("hang change *")
+    before = windows.display.pixels()
+    windows.press("Stop and Quit")
+    wait_until(lambda: windows.display.pixels() != before, "\"Stopping…\"")
+    windows.picture("stop-and-quit", rest=1)
+    # What hangs in the kernel lasts as long as the disk does; nobody sees any of it.
+    wait_until(lambda: len(set(windows.display.pixels())) < 5, "The window's end", 10)
+    target.rule()
+    windows.wait_end()
+
+
+def hanging_stop(run, windows):
+    """Where even the private copies lie on a disk that hangs, a stop is given up after 3 and 15 seconds."""
+    private = Disk(run.faulty_disk, run.place / "private", run.place / "me/private", run.place / "control-private")
+    run.disks.append(private)
+    windows.start(TMPDIR=str(private.mount_point))
+    wait_for_libraries(windows)
+    private.rule("hang change *")
+    windows.press("Scan Old Photos")
+    windows.wait("Scanning Old Photos")
+    windows.press("Stop")
+    windows.wait("Stopping waits for the disk to answer.", patience=30)
+    windows.picture("slow-stop", moving=True)
+    windows.wait("Choose a library to scan", patience=30)
+    windows.picture("given-up")
+    private.rule()
+
+
+def silent_database(windows, disk):
+    """A disk that answers for everything but the database: the result says that it is not the whole library."""
+    disk.rule("hang read */Old Photos.photoslibrary/database/*")
+    windows.press("Scan Old Photos")
+    windows.wait("The disk is not answering yet.", part=True)
+    windows.picture("scanning-long-silence")
+    windows.wait("Library format: ", part=True, patience=400)
+    windows.picture("database-silent")
+    disk.rule()
+
+
+def tell_trouble(run):
+    windows = run.windows
+    disk = run.connect(run.libraries / "disk", "Old Drive")
+    windows.start()
+    skip_first_run(windows)
+    wait_for_libraries(windows)
+    refused_libraries(run, windows, disk)
+    damaged_libraries(windows)
+    target = failing_exports(run, windows)
+    quit_while_saving(windows, target)
+    hanging_stop(run, windows)
+    silent_database(windows, disk)
+    windows.key("ctrl+q")
+    windows.wait_end()
+
+
+# By the keyboard alone
+
+
+class TabStops:
+    """Goes through everything that takes the focus and looks whether it has a name and shows that it has it."""
+
+    def __init__(self, windows):
+        self.windows = windows
+        self.faults = []
+
+    def on(self, screen, most=60):
+        windows = self.windows
+        before = windows.display.at_rest()
+        start = windows.focused()
+        start = start and start.get_name()
+        seen = []
+        for _ in range(most):
+            windows.key("Tab")
+            after = windows.display.at_rest()
+            node = windows.focused()
+            if not node:
+                self.fault(f"{screen}: nothing has the focus after {seen[-1:]}")
+                before = after
+                continue
+            box = node.get_component_iface().get_extents(Atspi.CoordType.SCREEN)
+            stop = (node.get_role_name(), node.get_name(), box.x, box.y)
+            if stop in seen:
+                break
+            seen.append(stop)
+            print(f"{windows.label}: {screen}: {stop[0]} \"{stop[1]}\"", flush=True)
+            if not stop[1]:
+                self.fault(f"{screen}: a {stop[0]} without a name")
+            if not self.differs(before, after, box) and (seen[1:] or stop[1] != start):
+                self.fault(f"{screen}: the focus does not show on the {stop[0]} \"{stop[1]}\"")
+            before = after
+        windows.picture("focus-" + screen)
+
+    def fault(self, sentence):
+        self.faults.append(sentence)
+        print(f"{self.windows.label}: {sentence}", flush=True)
+
+    def differs(self, before, after, box):
+        display = self.windows.display
+        left, right = max(0, box.x - 4), min(display.width, box.x + box.width + 4)
+        return any(
+            before[y * display.line + 4 * left:y * display.line + 4 * right]
+            != after[y * display.line + 4 * left:y * display.line + 4 * right]
+            for y in range(max(0, box.y - 4), min(display.height, box.y + box.height + 4)))
+
+
+def tell_keyboard(run):
+    windows = run.windows
+    stops = TabStops(windows)
+    run.connect(run.libraries / "disk", "Old Drive")
+    destination = run.volume("Rescue")
+    windows.start()
+    windows.wait("See and save what is in a Photos library")
+    stops.on("onboarding")
+    windows.key("Return")
+    wait_for_libraries(windows)
+    stops.on("sources")
+    windows.key("Home")
+    to_row(windows, "Old Photos")
+    windows.key("Return")
+    windows.wait("Library format: ", part=True)
+    stops.on("overview")
+    windows.key("ctrl+2")
+    windows.wait("Select an album", part=True)
+    windows.key("ctrl+f", "Tab", "Home", "Down", "Down")
+    windows.wait(" items", part=True)
+    stops.on("albums")
+    windows.key("ctrl+3")
+    windows.wait("Copy List")
+    stops.on("missing")
+    windows.key("ctrl+4")
+    windows.wait("See what this library has", part=True)
+    stops.on("compare")
+    windows.key("F10")
+    windows.picture("menu-by-key")
+    windows.key("Down", "Escape", "Escape")
+    windows.key("ctrl+e")
+    windows.wait("No folder chosen")
+    stops.on("export")
+    to_name(windows, "Choose Folder…")
+    windows.key("Return")
+    windows.wait("Directory:", role=(Atspi.Role.TEXT,))
+    windows.type(str(destination))
+    windows.key("Return")
+    windows.wait_gone("Directory:")
+    windows.wait(" free on that disk.", part=True)
+    to_name(windows, "Export")
+    windows.key("Return")
+    windows.wait("Done", role=(Atspi.Role.PUSH_BUTTON,), patience=1200)
+    windows.wait("Open Report")
+    stops.on("finished")
+    to_name(windows, "Done")
+    windows.key("Return")
+    windows.wait_gone("Choose Another Folder")
+    windows.wait_focus("Compare")  # where the keyboard was before the sheet came
+    windows.key("Escape")
+    windows.wait("Choose a library to scan")
+    windows.key("ctrl+q")
+    windows.wait_end()
+    if stops.faults:
+        raise Missing("\n".join(stops.faults))
+
+
+def to_row(windows, name):
+    """With the arrow keys, from the first library on."""
+    for _ in range(12):
+        node = windows.focused()
+        if node and node.get_name() == name:
+            return
+        windows.key("Down")
+    raise Missing(f"The row \"{name}\" is not reached with the arrow keys.")
+
+
+def to_name(windows, name):
+    for _ in range(30):
+        node = windows.focused()
+        if node and node.get_name() == name:
+            return
+        windows.key("Tab")
+    raise Missing(f"\"{name}\" is not reached with the tabulator key.")
+
+
+STORIES = {"whole": tell_whole, "trouble": tell_trouble, "keyboard": tell_keyboard}
 
 
 def main():
     parser = argparse.ArgumentParser()
-    for option in ("app", "faulty-disk", "samples", "pictures"):
+    for option in ("app", "faulty-disk", "libraries", "work", "pictures"):
         parser.add_argument("--" + option, required=True)
+    parser.add_argument("--story", required=True, choices=STORIES)
     parser.add_argument("--variant", required=True, choices=VARIANTS)
     options = parser.parse_args()
     for old in pathlib.Path(options.pictures).glob("*.png"):
         old.unlink()
 
-    with tempfile.TemporaryDirectory(prefix="home-", dir=options.samples) as place:
-        home = pathlib.Path(place) / "me"
-        samples = pathlib.Path(options.samples)
-        control = pathlib.Path(place) / "control"
-        control.mkdir()
-        subprocess.run(["mount", "-t", "tmpfs", "tmpfs", "/media"], check=True)
-        disk = Disk(options.faulty_disk, samples / "disk", pathlib.Path("/media/Old Drive"), control)
-        destination = pathlib.Path("/media/Rescue")  # a volume of its own, as a drive that was bought for it
-        destination.mkdir()
-        rescue = pathlib.Path(place) / "rescue"
-        rescue.mkdir()
-        subprocess.run(["mount", "--bind", rescue, destination], check=True)
-        windows = Windows(options, home)
+    with tempfile.TemporaryDirectory(prefix="run-", dir=options.work, ignore_cleanup_errors=True) as place:
+        run = Run(options, pathlib.Path(place))
         try:
-            first_run(windows)
-            scan(windows, disk)
-            browse(windows, samples / "today/Photos Library.photoslibrary")
-            export(windows, disk, destination)
-            damaged(windows)
-            windows.key("ctrl+q")
-            wait_until(lambda: windows.app.poll() is not None, "The end of the program")
-            if windows.app.returncode != 0:
-                raise Missing(f"The program ended with {windows.app.returncode}.")
+            STORIES[options.story](run)
         except Missing as trouble:
-            if windows.app.poll() is not None:
-                trouble = f"The program has ended with {windows.app.returncode}."
-            print(f"{options.variant}: {trouble} There was:\n{windows.story()}", file=sys.stderr)
+            windows = run.windows
+            there = windows.story() if windows.app.poll() is None else ""
+            print(f"There was:\n{there}\n{windows.label}: {trouble}", file=sys.stderr)
             windows.picture("failed", moving=True)
             return 1
         finally:
-            windows.close()
-            disk.close()
+            run.close()
     return 0
 
 
