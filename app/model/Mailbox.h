@@ -1,5 +1,6 @@
 #pragma once
 
+#include <deque>
 #include <functional>
 #include <memory>
 #include <mutex>
@@ -8,6 +9,8 @@
 
 #include <QtCore/qobject.h>
 
+class QEvent;
+
 namespace vantorel {
 
 /// The way from a background thread to the main thread. The receiver owns it; tasks hold a weak pointer, so
@@ -15,10 +18,8 @@ namespace vantorel {
 /// thread.
 class Mailbox {
 public:
-    explicit Mailbox(QObject* receiver)
-        : receiver_(receiver)
-    {
-    }
+    /// On the receiver's thread.
+    explicit Mailbox(QObject* receiver);
     Mailbox(const Mailbox&) = delete;
     Mailbox& operator=(const Mailbox&) = delete;
 
@@ -29,8 +30,16 @@ public:
     void close();
 
 private:
-    std::mutex lock_; ///< Held while posting: the receiver cannot go away meanwhile.
-    QObject* receiver_;
+    class Carrier;
+
+    /// What this event stands for; none where it is no letter's.
+    std::function<void()> next(const QEvent& event);
+
+    /// Held while posting: the receiver cannot go away meanwhile. It also hands each letter over, in a queue
+    /// of our own, since the thread sanitizer does not see into Qt's.
+    std::mutex lock_;
+    std::deque<std::function<void()>> letters_{};
+    Carrier* carrier_; ///< Belongs to the receiver; an event for each letter goes to it. None once closed.
 };
 
 /// The newest of many values on its way to the main thread: at most one letter is under way, and it takes the

@@ -1,8 +1,14 @@
 #include "app/pictures/PictureService.h"
+#include "app/model/RealServices.h"
 #include "tests/app/AppFixture.h"
 #include "tests/app/TestPictures.h"
+#include "tests/support/ManualClock.h"
 
 #include <gmock/gmock.h>
+
+#include <chrono>
+
+#include <QtCore/qcoreapplication.h>
 
 namespace vantorel {
 namespace {
@@ -193,6 +199,38 @@ TEST_F(Pictures, holdBackWhileSomebodyElseNeedsTheDisk)
     service.want(&list, items({6}));
     workers.runAll();
     EXPECT_EQ(state(6), State::here) << "there was no thread to be had for a moment";
+}
+
+TEST_F(Pictures, comeFromThreadsWhileListsAndLibrariesChange)
+{
+    const auto read = [bytes = bytes](const PictureQuestion& question) -> PictureRead {
+        if (question.cancel->isCancelled()) {
+            return std::unexpected(PictureTrouble::cancelled);
+        }
+        return PictureFile{.bytes = bytes};
+    };
+    auto threaded = std::make_unique<PictureService>(read, startOnThread, nullptr, 5 * 64 * 48 * 4);
+    for (int library = 0; library < 5; ++library) {
+        threaded->setLibrary(libraryOf(100));
+        for (std::size_t first = 0; first < 90; first += 9) {
+            threaded->want(&list, items({first, first + 1, first + 2}), items({first + 3}));
+            threaded->setPace(first % 2 == 0 ? PictureService::Pace::full : PictureService::Pace::gentle);
+            QCoreApplication::processEvents();
+        }
+    }
+    threaded->want(&list, items({97, 98, 99}));
+    const auto giveUp = std::chrono::steady_clock::now() + std::chrono::minutes(1);
+    for (const std::size_t asset : {97U, 98U, 99U}) {
+        while (threaded->picture(asset, 64).state != State::here) {
+            ASSERT_LT(std::chrono::steady_clock::now(), giveUp);
+            QCoreApplication::processEvents();
+        }
+        EXPECT_EQ(threaded->picture(asset, 64).image.size(), QSize(64, 48));
+    }
+    threaded->want(&list, items({1, 2, 3, 4}));
+    threaded.reset();
+    ManualClock::waitForThreads();
+    QCoreApplication::processEvents(); // nothing comes for a service that is gone
 }
 
 } // namespace
