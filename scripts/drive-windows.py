@@ -457,6 +457,7 @@ def tell_keyboard(run):
     windows.key("F10")
     windows.picture("menu-by-key")
     windows.key("Down", "Escape", "Escape")
+    before = wait_until(windows.focused, "The focus").get_name()
     windows.key("ctrl+e")
     windows.wait("No folder chosen")
     stops.on("export")
@@ -475,7 +476,7 @@ def tell_keyboard(run):
     to_name(windows, "Done")
     windows.key("Return")
     windows.wait_gone("Choose Another Folder")
-    windows.wait_focus("Compare")  # where the keyboard was before the sheet came
+    windows.wait_focus(before)
     windows.key("Escape")
     windows.wait("Choose a library to scan")
     windows.key("ctrl+q")
