@@ -67,6 +67,11 @@ class Run:
         self.display.close()
 
 
+def read_library(windows, library):
+    windows.press("Scan " + library)
+    windows.wait("Library format: ", part=True)
+
+
 def skip_first_run(windows):
     windows.wait("See and save what is in a Photos library")
     windows.press("Continue")
@@ -115,8 +120,7 @@ def scan(windows, disk):
     disk.rule()
     windows.press("Look Again")
     wait_for_libraries(windows)
-    windows.press("Scan Old Photos")
-    windows.wait("Library format: ", part=True)
+    read_library(windows, "Old Photos")
     windows.wait("Items per year")
     windows.picture("overview")
 
@@ -262,19 +266,16 @@ def refused_libraries(run, windows, disk):
 
 
 def damaged_libraries(windows):
-    windows.press("Scan Holidays 2009")
-    windows.wait("Library format: ", part=True)
+    read_library(windows, "Holidays 2009")
     windows.picture("damaged-overview")
     windows.key("ctrl+3")
     windows.wait("Copy List")
     windows.picture("damaged-missing")
     windows.press("Back to Libraries")
-    windows.press("Scan Phone 2013")
-    windows.wait("Library format: ", part=True)
+    read_library(windows, "Phone 2013")
     windows.picture("journals-overview")
     windows.press("Back to Libraries")
-    windows.press("Scan Attic")
-    windows.wait("Library format: ", part=True)
+    read_library(windows, "Attic")
     windows.picture("files-only-overview")
     windows.key("ctrl+2")
     windows.wait("This library has no albums of its own", part=True)
@@ -283,8 +284,7 @@ def damaged_libraries(windows):
 
 
 def failing_exports(run, windows):
-    windows.press("Scan Old Photos")
-    windows.wait("Library format: ", part=True)
+    read_library(windows, "Old Photos")
     windows.key("ctrl+e")
     windows.wait("No folder chosen")
     windows.press("Choose Folder…")
