@@ -133,8 +133,7 @@ void YearsChart::show(const LibraryOverview& overview)
     if (!years_.empty()) {
         const auto fullest =
             std::ranges::max_element(years_, {}, [](const auto& year) { return year.second; });
-        summary_ =
-            "Most in " + QString::number(fullest->first) + ": " + shown(grouped(fullest->second)) + " items";
+        summary_ = "Most in " + textOf(static_cast<std::size_t>(fullest - years_.begin()));
     }
     if (overview.withoutYear > 0) {
         summary_ +=
@@ -174,7 +173,8 @@ std::optional<std::size_t> YearsChart::columnAt(const QPointF& place) const
 
 QString YearsChart::textOf(std::size_t index) const
 {
-    return QString::number(years_[index].first) + ": " + shown(grouped(years_[index].second)) + " items";
+    const auto& [year, count] = years_[index];
+    return QString::number(year) + ": " + shown(grouped(count)) + (count == 1 ? " item" : " items");
 }
 
 void YearsChart::choose(std::optional<std::size_t> index)

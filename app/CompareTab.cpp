@@ -2,8 +2,8 @@
 
 #include "app/ColumnArea.h"
 #include "app/Layouts.h"
+#include "app/LibraryRow.h"
 #include "app/Privacy.h"
-#include "app/SourcesView.h"
 #include "app/Theme.h"
 #include "app/ThinBar.h"
 #include "app/model/WindowTexts.h"
@@ -167,16 +167,13 @@ void CompareTab::refresh()
 
 void CompareTab::showOthers()
 {
-    clearLayout(*others_);
-    bool any = false;
+    LibraryRows rows(*others_, "Compare", [this](const FoundLibrary& library) { app_.compare(library); });
     for (const auto& library : found_->libraries) {
-        if (scannedLibrary_ && library.url == scannedLibrary_->url) {
-            continue;
+        if (!scannedLibrary_ || library.url != scannedLibrary_->url) {
+            rows.add(library);
         }
-        any = true;
-        others_->addWidget(new LibraryRow(library, [this, library] { app_.compare(library); }, "Compare"));
     }
-    none_->setVisible(!any);
+    none_->setVisible(!rows.last());
 }
 
 void CompareTab::showComparison()

@@ -81,7 +81,9 @@ void ItemPainting::tile(const QRect& area, const PictureService::Picture& pictur
     if (picture.image.isNull()) {
         placeholder(area, asset, picture.state == State::none ? placeholderWord(asset, entry) : QString());
     } else {
-        target = placed(area, picture.image, ratio, picture.state == State::waiting ? anySize : 1);
+        // As large as on a screen of ordinary density, also where nothing finer is there.
+        const qreal most = picture.state == State::waiting ? anySize : std::max<qreal>(1, ratio);
+        target = placed(area, picture.image, ratio, most);
         rounded(target, picture.image, picture.image.rect(), corner);
         if (asset.kind == Asset::Kind::video) {
             mark({target.left() + 5, target.bottom() - 24, 20, 20}, "film", palette.color(QPalette::Text));

@@ -21,6 +21,11 @@ QString shown(std::string_view text)
 
 QString displayed(std::string_view bytes) { return shown(displayText(bytes)); }
 
+QString withLine(const QString& text, const std::optional<std::string>& line)
+{
+    return line ? text + "\n" + displayed(*line) : text;
+}
+
 QString displayedText(std::string_view bytes)
 {
     QStringList lines;

@@ -19,6 +19,8 @@ namespace vantorel {
 QString shown(std::string_view text);
 /// A name or a path from a disk: control characters made visible.
 QString displayed(std::string_view bytes);
+/// With a line beneath it, where there is one.
+QString withLine(const QString& text, const std::optional<std::string>& line);
 /// The same of a text of several lines, which stay.
 QString displayedText(std::string_view bytes);
 /// A tooltip that shows the text as it is: what looks like markup would else be read as such, and names come

@@ -1,6 +1,7 @@
 #include "app/PreviewPane.h"
 
 #include "app/Charts.h"
+#include "app/ElidedLabel.h"
 #include "app/ItemPainting.h"
 #include "app/ItemTable.h"
 #include "app/ModelView.h"
@@ -183,7 +184,7 @@ PreviewPane::PreviewPane(PictureService& pictures, QWidget* parent)
         label->setMinimumWidth(1); // a long name without a space does not widen the pane
         return label;
     };
-    name_ = add(TextStyle::heading);
+    name_ = new ElidedLabel("", ElidedLabel::Kind::name);
     date_ = add(TextStyle::body);
     kind_ = add(TextStyle::quiet);
     facts->addWidget(name_);
@@ -226,6 +227,7 @@ void PreviewPane::fill(const Field& field, const QString& value)
     field.whole->setVisible(!value.isEmpty());
     field.value->setText(value);
     field.value->setAccessibleDescription(value);
+    field.value->setToolTip(plainToolTip(value)); // an address without a space may not fit
 }
 
 void PreviewPane::show(const std::shared_ptr<const ScannedLibrary>& library, std::size_t asset)

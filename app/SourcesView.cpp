@@ -1,8 +1,5 @@
 #include "app/SourcesView.h"
 
-#include "app/AccessibleRole.h"
-#include "app/ElidedLabel.h"
-#include "app/Layouts.h"
 #include "app/Privacy.h"
 #include "app/ScrollFocus.h"
 #include "app/Theme.h"
@@ -13,7 +10,6 @@
 #include <algorithm>
 
 #include <QtGui/qevent.h>
-#include <QtGui/qpainter.h>
 #include <QtWidgets/qboxlayout.h>
 #include <QtWidgets/qlabel.h>
 #include <QtWidgets/qprogressbar.h>
@@ -25,31 +21,6 @@ namespace vantorel {
 using theme::TextStyle;
 
 namespace {
-
-QString formatOf(const FoundLibrary& library)
-{
-    switch (library.format) {
-    case LibraryFormat::modern:
-        return library.databaseBytes ? "Database " + shown(byteSize(*library.databaseBytes))
-                                     : QString("Modern");
-    case LibraryFormat::legacy:
-        return "Older format";
-    case LibraryFormat::noDatabase:
-        return library.hasJournals ? "Change journals" : "Photo files";
-    }
-    std::unreachable();
-}
-
-QString placeOf(const FoundLibrary& library)
-{
-    QString place;
-    if (library.volume) {
-        const auto& volume = *library.volume;
-        place = displayed(volume.name.empty() ? volume.mountPoint : volume.name) + " ("
-            + shown(description(volume)) + ") — ";
-    }
-    return place + displayed(library.url.parent_path().native());
-}
 
 /// In the middle of the room for the list.
 QWidget* insteadOfRows(const QString& title, const QString& text, const std::optional<std::string>& advice)
@@ -80,11 +51,6 @@ QWidget* insteadOfRows(const QString& title, const QString& text, const std::opt
     }
     layout->addStretch(2);
     return widget;
-}
-
-QString withLine(const QString& text, const std::optional<std::string>& line)
-{
-    return line ? text + "\n" + displayed(*line) : text;
 }
 
 } // namespace
@@ -179,24 +145,20 @@ void SourcesView::listLibraries()
 {
     DiskPath focused;
     if (const auto* row = qobject_cast<LibraryRow*>(window()->focusWidget())) {
-        focused = row->library();
+        focused = row->library().url;
     }
     const bool areFirst = rows_->isEmpty() && window()->focusWidget() == choose_;
-    clearLayout(*rows_);
+    LibraryRows rows(*rows_, "Scan", [this](const FoundLibrary& library) { app_.scan(library); });
     const auto isBackup = [](const FoundLibrary& library) {
         return library.origin == FoundLibrary::Origin::timeMachine;
     };
     LibraryRow* first = nullptr;
-    LibraryRow* last = nullptr;
     const auto addRows = [&](bool backups) {
         for (const auto& library : app_.found()->libraries) {
             if (isBackup(library) == backups) {
-                auto* row = new LibraryRow(library, [this, library] { app_.scan(library); }, "Scan");
-                rows_->addWidget(row);
+                auto* row = rows.add(library);
                 first = first ? first : row;
-                last = row;
-                row->show(); // what is not shown yet takes no focus
-                if (library.url == focused) {
+                if (library.url == focused && !row->isAncestorOf(window()->focusWidget())) {
                     row->setFocus();
                 }
             }
@@ -212,8 +174,8 @@ void SourcesView::listLibraries()
         first->setFocus(); // nobody has gone anywhere yet
     }
     chooseFocus();
-    if (last) { // the rows are new; the buttons beneath them come after them
-        setTabOrder(last->button(), choose_);
+    if (rows.last()) { // the buttons beneath them come after them
+        setTabOrder(rows.last()->button(), choose_);
         setTabOrder(choose_, again_);
     }
 }
@@ -225,7 +187,7 @@ void SourcesView::chooseFocus()
     for (int i = 0; i < rows_->count(); ++i) {
         auto* row = qobject_cast<LibraryRow*>(rows_->itemAt(i)->widget());
         const auto& scanned = app_.scannedLibrary();
-        if (row && (!begin || (scanned && scanned->url == row->library()))) {
+        if (row && (!begin || (scanned && scanned->url == row->library().url))) {
             begin = row;
         }
     }
@@ -265,82 +227,6 @@ void SourcesView::addIssues()
     for (const auto& line : found.advice) {
         rows_->addWidget(theme::text(displayed(line), TextStyle::quiet));
     }
-}
-
-LibraryRow::LibraryRow(
-    const FoundLibrary& library, std::function<void()> open, const QString& action, QWidget* parent)
-    : QWidget(parent)
-    , library_(library.url)
-    , open_(std::move(open))
-{
-    setFocusPolicy(Qt::StrongFocus);
-    setAccessibleRole(*this, QAccessible::ListItem);
-    setAccessibleName(displayed(library.name));
-    const auto note = texts::libraryNote(library);
-    setAccessibleDescription(withLine(placeOf(library) + ", " + formatOf(library), note));
-    auto* layout = new QHBoxLayout(this);
-    layout->setContentsMargins(12, 8, 12, 8);
-    layout->setSpacing(12);
-    auto* symbol = new QLabel;
-    symbol->setPixmap(
-        theme::symbol("photo.on.rectangle", 28, palette().color(QPalette::WindowText), devicePixelRatioF()));
-    layout->addWidget(symbol, 0, Qt::AlignTop);
-    auto* texts = new QVBoxLayout;
-    texts->setSpacing(2);
-    texts->addWidget(new ElidedLabel(displayed(library.name), ElidedLabel::Kind::name));
-    texts->addWidget(new ElidedLabel(placeOf(library), ElidedLabel::Kind::quiet));
-    if (note) {
-        texts->addWidget(theme::text(withLine(displayed(*note), library.accessAdvice), TextStyle::quiet));
-    }
-    layout->addLayout(texts, 1);
-    auto* format = theme::text(formatOf(library), TextStyle::quiet);
-    format->setWordWrap(false);
-    layout->addWidget(format);
-    auto* button = new QPushButton(action);
-    button->setAccessibleName(action + " " + displayed(library.name));
-    connect(button, &QPushButton::clicked, this, [this] { open_(); });
-    layout->addWidget(button);
-    button_ = button;
-}
-
-void LibraryRow::mouseDoubleClickEvent(QMouseEvent*) { open_(); }
-
-void LibraryRow::keyPressEvent(QKeyEvent* event)
-{
-    if (event->key() == Qt::Key_Return || event->key() == Qt::Key_Enter) {
-        open_();
-    } else if (event->key() == Qt::Key_Down || event->key() == Qt::Key_Up) {
-        focusNeighbour(event->key() == Qt::Key_Down ? 1 : -1);
-    } else {
-        QWidget::keyPressEvent(event);
-    }
-}
-
-void LibraryRow::focusNeighbour(int step)
-{
-    std::vector<LibraryRow*> rows;
-    for (auto* widget : parentWidget()->children()) {
-        if (auto* row = qobject_cast<LibraryRow*>(widget); row && !row->isHidden()) {
-            rows.push_back(row);
-        }
-    }
-    const auto next = std::ranges::find(rows, this) - rows.begin() + step;
-    if (next >= 0 && next < std::ssize(rows)) {
-        rows[static_cast<std::size_t>(next)]->setFocus(Qt::TabFocusReason);
-    }
-}
-
-void LibraryRow::focusInEvent(QFocusEvent*) { update(); }
-void LibraryRow::focusOutEvent(QFocusEvent*) { update(); }
-
-void LibraryRow::paintEvent(QPaintEvent*)
-{
-    QPainter painter(this);
-    painter.setRenderHint(QPainter::Antialiasing);
-    painter.setBrush(palette().color(QPalette::Base));
-    const double line = hasFocus() ? 2 : 1;
-    painter.setPen(QPen(palette().color(hasFocus() ? QPalette::Highlight : QPalette::Midlight), line));
-    painter.drawRoundedRect(QRectF(rect()).adjusted(line / 2, line / 2, -line / 2, -line / 2), 8, 8);
 }
 
 } // namespace vantorel

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "app/LibraryRow.h"
 #include "app/ModelView.h"
 
 class QLabel;
@@ -34,34 +35,6 @@ private:
     QPushButton* again_;
     QPushButton* results_;
     std::shared_ptr<const FindResult> listed_{};
-};
-
-/// One found library: its name, where it is, its format and what there is to say of it. Enter, a double click
-/// and the button scan it; the arrow keys lead to its neighbours.
-class LibraryRow final : public QWidget {
-    Q_OBJECT
-
-public:
-    LibraryRow(const FoundLibrary& library, std::function<void()> open, const QString& action,
-        QWidget* parent = nullptr);
-
-    const DiskPath& library() const { return library_; }
-    /// The last that the tabulator key comes to.
-    QWidget* button() const { return button_; }
-
-protected:
-    void mouseDoubleClickEvent(QMouseEvent* event) override;
-    void keyPressEvent(QKeyEvent* event) override;
-    void paintEvent(QPaintEvent* event) override;
-    void focusInEvent(QFocusEvent* event) override;
-    void focusOutEvent(QFocusEvent* event) override;
-
-private:
-    void focusNeighbour(int step);
-
-    DiskPath library_;
-    QWidget* button_ = nullptr;
-    std::function<void()> open_;
 };
 
 } // namespace vantorel

@@ -205,7 +205,7 @@ def export(windows, disk, destination):
     before = windows.display.pixels()
     windows.press("Stop")
     wait_until(lambda: windows.display.pixels() != before, "\"Stopping…\"")
-    windows.picture("stopping", rest=1)
+    windows.picture("stopping", rest=0.3)
     disk.rule()
     windows.wait("Export Again")
     windows.picture("stopped")
@@ -326,7 +326,7 @@ def quit_while_saving(windows, target):
     before = windows.display.pixels()
     windows.press("Stop and Quit")
     wait_until(lambda: windows.display.pixels() != before, "\"Stopping…\"")
-    windows.picture("stop-and-quit", rest=1)
+    windows.picture("stop-and-quit", rest=0.3)
     # What hangs in the kernel lasts as long as the disk does; nobody sees any of it.
     wait_until(lambda: len(set(windows.display.pixels())) < 5, "The window's end", 10)
     target.rule()

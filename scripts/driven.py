@@ -124,7 +124,8 @@ class Display:
         reader, writer = os.pipe()
         option = f"{option}={writer}" if option.startswith("--") else option
         words = words + ([option] if "=" in option else [option, str(writer)])
-        self.processes.append(subprocess.Popen(words, pass_fds=[writer], stderr=subprocess.DEVNULL))
+        self.processes.append(subprocess.Popen(words, pass_fds=[writer], stdout=subprocess.DEVNULL,
+                                               stderr=subprocess.DEVNULL))
         os.close(writer)
         with os.fdopen(reader) as told:
             answer = told.readline().strip()

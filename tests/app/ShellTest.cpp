@@ -1,11 +1,11 @@
 #include "app/AcknowledgementsWindow.h"
 #include "app/Announcer.h"
 #include "app/EndingSignals.h"
+#include "app/LibraryRow.h"
 #include "app/MainWindow.h"
 #include "app/OnboardingView.h"
 #include "app/QtDesktop.h"
 #include "app/SessionEnd.h"
-#include "app/SourcesView.h"
 #include "support/TemporaryFolder.h"
 #include "tests/app/AppFixture.h"
 

@@ -1,4 +1,5 @@
 #include "app/ExportSheet.h"
+#include "app/LibraryRow.h"
 #include "app/MainWindow.h"
 #include "app/PictureGrid.h"
 #include "app/Theme.h"
@@ -223,6 +224,30 @@ TEST_F(Windows, leadFromTheFirstRunToTheLibraries)
     click("Choose a Library…");
     settle();
     EXPECT_TRUE(shows("\"Holiday\" is not a Photos library: it has no database and no originals folder."));
+}
+
+TEST_F(Windows, keepARowThatIsClickedWhileASearchEnds)
+{
+    open();
+    auto* scan = button<QPushButton>("Scan");
+    auto* row = qobject_cast<LibraryRow*>(scan->parentWidget());
+    const auto find = [&](const std::string& name) {
+        libraries.insert(libraries.begin(), {.url = "/media/a/" + name, .name = name});
+        model->lookForLibraries();
+        settle();
+    };
+    row->setFocus();
+    find("Attic");
+    EXPECT_TRUE(row->hasFocus());
+    QTest::keyClick(row, Qt::Key_Up);
+    auto* above = qobject_cast<LibraryRow*>(window->focusWidget());
+    ASSERT_NE(above, nullptr);
+    EXPECT_EQ(above->library().name, "Attic");
+    EXPECT_EQ(above->button()->nextInFocusChain(), row) << "the tabulator key goes as the rows stand";
+    QTest::mousePress(scan, Qt::LeftButton);
+    find("Basement");
+    QTest::mouseRelease(scan, Qt::LeftButton);
+    EXPECT_EQ(model->screen(), Screen::scanning);
 }
 
 TEST_F(Windows, leaveAScanWhoseDiskDoesNotAnswer)
