@@ -218,7 +218,8 @@ QPalette palette(bool dark)
 
 namespace {
 
-/// Flat, with the measures of the rest; every colour comes from the palette.
+/// Flat, with the measures of the rest; every colour comes from the palette. Style sheets of Qt 6.4 know no
+/// role for placeholders and tooltips: such a colour would be black.
 constexpr const char* styleSheet = R"(
 QPushButton { background: palette(button); color: palette(button-text); border: 1px solid palette(mid);
   border-radius: 6px; padding: 5px 14px; outline: none; }
@@ -238,7 +239,7 @@ QToolButton:focus { border: 2px solid palette(highlight); padding: 2px 5px; }
 QToolButton#fold { padding-left: 1px; background: transparent; border-color: transparent; }
 QToolButton#fold:hover { background: palette(midlight); }
 QToolButton#fold:focus { padding-left: 0; border-color: palette(highlight); }
-QCheckBox::indicator { width: 14px; height: 14px; border: 1px solid palette(placeholder-text); border-radius: 4px;
+QCheckBox::indicator { width: 14px; height: 14px; border: 1px solid palette(window-text); border-radius: 4px;
   background: palette(base); }
 QCheckBox::indicator:checked { background: palette(highlight); border-color: palette(highlight);
   image: url(:/icons/checkmark.svg); }
@@ -250,7 +251,6 @@ QTabBar { font-weight: 500; outline: none; }
 QTabBar::tab { background: transparent; border: none; border-bottom: 2px solid transparent;
   padding: 7px 4px; margin-right: 20px; }
 QTabBar::tab:selected { border-bottom-color: palette(highlight); }
-QTabBar::tab:!selected { color: palette(placeholder-text); }
 QTabBar::tab:hover { border-bottom-color: palette(mid); }
 QTabBar::tab:selected:hover { border-bottom-color: palette(highlight); }
 QTabBar::tab:selected:focus { background: palette(midlight); border-top-left-radius: 6px;
@@ -259,7 +259,7 @@ QLineEdit { background: palette(base); border: 1px solid palette(mid); border-ra
 QLineEdit:focus { border-color: palette(highlight); }
 QHeaderView::section { background: palette(window); border: none; border-bottom: 1px solid palette(midlight);
   padding: 5px 3px; }
-QToolTip { background: palette(tool-tip-base); color: palette(tool-tip-text); border: 1px solid palette(mid);
+QToolTip { background: palette(base); color: palette(text); border: 1px solid palette(mid);
   padding: 4px; }
 QScrollBar:vertical { background: transparent; width: 12px; margin: 0; }
 QScrollBar:horizontal { background: transparent; height: 12px; margin: 0; }

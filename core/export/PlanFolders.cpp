@@ -3,8 +3,8 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <optional>
 #include <set>
+#include <unordered_map>
 #include <unordered_set>
 
 namespace vantorel {
@@ -105,20 +105,21 @@ private:
     CallResult<Made> isOurs(const std::string& path)
     {
         const std::string parent = parentOf(path);
-        if (!listed_ || listed_->folder != parent) {
+        auto siblings = listed_.find(parent);
+        if (siblings == listed_.end()) {
             FS::ListBox box;
             auto listing = root_.list(parent, &heartbeat_, box);
             if (!listing || listing->stoppedEarly) {
                 return std::unexpected(listing ? listing->code : listing.error().code);
             }
-            listed_ = Listed{.folder = parent, .keys = {}};
+            siblings = listed_.try_emplace(parent).first;
             for (const FS::Entry& entry : listing->entries) {
                 if (entry.kind == FS::Kind::directory) {
-                    listed_->keys.insert(SafeNames::comparisonKey(entry.name));
+                    siblings->second.insert(SafeNames::comparisonKey(entry.name));
                 }
             }
         }
-        const bool isSameName = listed_->keys.contains(SafeNames::comparisonKey(lastComponent(path)));
+        const bool isSameName = siblings->second.contains(SafeNames::comparisonKey(lastComponent(path)));
         if (!isSameName || !given_.insert(path).second) {
             return Made::refused;
         }
@@ -126,16 +127,12 @@ private:
         return Made::here;
     }
 
-    struct Listed {
-        std::string folder;
-        std::unordered_set<std::string> keys;
-    };
-
     const Root& root_;
     Heartbeat& heartbeat_;
     std::unordered_set<std::string> given_;
     std::set<std::string> changed_;
-    std::optional<Listed> listed_; ///< Siblings come one after another.
+    /// The keys of what lies in a folder. Each is listed once; albums of several folders take turns.
+    std::unordered_map<std::string, std::unordered_set<std::string>> listed_;
 };
 
 } // namespace

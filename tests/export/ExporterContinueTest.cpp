@@ -2,6 +2,7 @@
 #include "export/ExportPlanner.h"
 #include "export/UnfinishedExport.h"
 
+#include <fmt/format.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -206,6 +207,24 @@ TEST(ExporterContinuing, countsWhatIsSavedAlsoWhenItCannotGoOn)
     EXPECT_EQ(outcome.exportedItems, 2);
     EXPECT_EQ(outcome.skipped.size(), 2U);
     EXPECT_EQ(fixture.verify("Lib export (incomplete)").itemsChecked, 2);
+}
+
+/// A library may have thousands of albums, and those of several folders take turns.
+TEST(ExporterContinuing, listsAFolderNoMoreOftenForMoreAlbums)
+{
+    const auto listings = [](int albums) {
+        ExportFixture fixture;
+        for (int i = 1; i <= albums; ++i) {
+            const std::string folder = i % 2 == 0 ? "Albums/Trips" : "Albums/Family";
+            fixture.add(i, fmt::format("{}/{}", folder, i), {fmt::format("IMG_{}.jpg", i)}, 10);
+        }
+        stopAfterItem(fixture, 1);
+        const auto before = fixture.calls->count("openFolderOf", "*/Albums/Trips");
+        EXPECT_TRUE(fixture.run().isFinished());
+        return fixture.calls->count("openFolderOf", "*/Albums/Trips") - before;
+    };
+    EXPECT_GT(listings(4), 0U);
+    EXPECT_EQ(listings(4), listings(12));
 }
 
 TEST(ExporterContinuing, startsAnewForAnotherPlan)

@@ -11,9 +11,10 @@
 
 namespace vantorel {
 
-/// One photo or video. A plain value; nothing in it refers back to the database.
+/// One photo or video. A plain value; nothing in it refers back to the database. A library has a million of
+/// them: what is small stands together.
 struct Asset {
-    enum class Kind { photo, video, other };
+    enum class Kind : std::uint8_t { photo, video, other };
     /// Details that are known to be lost. A lost detail is empty in the asset, not guessed.
     enum class LostDetail { originalName, caption, keywords, people, albums, dates };
 
@@ -45,12 +46,12 @@ struct Asset {
     bool isReferenced = false;      ///< The original lives outside the library.
     bool isSharedAlbumItem = false; ///< From a shared album: no stored original.
     bool isOnlyInCloud = false;     ///< The original was kept only in iCloud.
+    bool expectsPartner = false;    ///< A paired file should lie beside the original.
+    bool isRecoveredFile = false;   ///< Made from a file in the originals folder that has no record.
     std::optional<std::string> referencedPath{};
     std::vector<std::string> referencedPartners{};
-    bool expectsPartner = false; ///< A paired file should lie beside the original.
     std::vector<std::int64_t> albumPKs{};
     std::set<LostDetail> lostDetails{};
-    bool isRecoveredFile = false; ///< Made from a file in the originals folder that has no record.
 
     bool operator==(const Asset&) const = default;
 };
