@@ -64,8 +64,7 @@ AlbumsTab::AlbumsTab(AppModel& app, PictureService& pictures, QWidget* parent)
     splitter->setStretchFactor(1, 1);
 
     connect(filter_, &QLineEdit::textChanged, tree_, &AlbumsView::setFilter);
-    connect(tree_->selectionModel(), &QItemSelectionModel::currentChanged, this,
-        [this](const QModelIndex& current, const QModelIndex&) { showAlbum(current); });
+    connect(tree_, &AlbumsView::chosenChanged, this, &AlbumsTab::showAlbum);
     connect(new QShortcut(QKeySequence::Find, this), &QShortcut::activated, filter_,
         [this] { filter_->setFocus(); });
     watch(app_.scanned);

@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <utility>
 
+#include <QtGui/qevent.h>
 #include <QtGui/qpainter.h>
 #include <QtWidgets/qapplication.h>
 #include <QtWidgets/qheaderview.h>
@@ -265,9 +266,22 @@ AlbumsView::AlbumsView(QWidget* parent)
     setFrameShape(QFrame::NoFrame);
     setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
     setAccessibleName("Albums");
-    connect(selectionModel(), &QItemSelectionModel::currentChanged, this, [this](const QModelIndex& current) {
-        chosen_ = current.isValid() ? std::optional(albums_->idOf(current)) : std::nullopt;
+    // For a screen reader, which otherwise takes the place of a row in its folder for its place in the tree.
+    setSelectionBehavior(QAbstractItemView::SelectItems);
+    connect(selectionModel(), &QItemSelectionModel::selectionChanged, this, [this] {
+        const auto chosen = chosenIndex();
+        chosen_ = chosen.isValid() ? std::optional(albums_->idOf(chosen)) : std::nullopt;
+        if (chosen.isValid()) { // a screen reader selects without going there
+            selectionModel()->setCurrentIndex(chosen, QItemSelectionModel::NoUpdate);
+        }
+        Q_EMIT chosenChanged(chosen);
     });
+}
+
+QModelIndex AlbumsView::chosenIndex() const
+{
+    const auto selected = selectionModel()->selectedIndexes();
+    return selected.isEmpty() ? QModelIndex() : selected.front();
 }
 
 void AlbumsView::show(std::shared_ptr<const ScannedLibrary> library)
@@ -303,6 +317,16 @@ void AlbumsView::setFilter(const QString& part)
     const auto again = chosen_ ? albums_->indexOf(*chosen_) : QModelIndex();
     if (again.isValid()) {
         setCurrentIndex(again);
+    }
+}
+
+/// Whoever comes with the keyboard begins with the first row, which is then also seen.
+void AlbumsView::focusInEvent(QFocusEvent* event)
+{
+    const bool isNowhere = !currentIndex().isValid();
+    QTreeView::focusInEvent(event);
+    if (isNowhere && currentIndex().isValid() && event->reason() != Qt::MouseFocusReason) {
+        selectionModel()->select(currentIndex(), QItemSelectionModel::ClearAndSelect);
     }
 }
 

@@ -93,11 +93,20 @@ public:
     /// As high as its rows are, where they are few.
     int heightOfRows() const;
 
+Q_SIGNALS:
+    /// The row that is selected now, if any; not when the filter hides or shows it again.
+    void chosenChanged(const QModelIndex& chosen);
+
+protected:
+    void focusInEvent(QFocusEvent* event) override;
+
 private:
+    QModelIndex chosenIndex() const;
+
     AlbumTreeModel* albums_;
     bool isFiltered_ = false;
     std::vector<AlbumTreeModel::Id> open_{};     ///< What was open before the filter opened everything.
-    std::optional<AlbumTreeModel::Id> chosen_{}; ///< The current row, also while the filter hides it.
+    std::optional<AlbumTreeModel::Id> chosen_{}; ///< The selected row, also while the filter hides it.
 };
 
 } // namespace vantorel

@@ -10,12 +10,16 @@
 #include <utility>
 
 #include <QtCore/qtimer.h>
+#include <QtGui/qaction.h>
+#include <QtGui/qactiongroup.h>
 #include <QtGui/qclipboard.h>
 #include <QtGui/qevent.h>
 #include <QtGui/qguiapplication.h>
 #include <QtWidgets/qboxlayout.h>
 #include <QtWidgets/qbuttongroup.h>
+#include <QtWidgets/qheaderview.h>
 #include <QtWidgets/qlabel.h>
+#include <QtWidgets/qmenu.h>
 #include <QtWidgets/qpushbutton.h>
 #include <QtWidgets/qslider.h>
 #include <QtWidgets/qsplitter.h>
@@ -23,6 +27,36 @@
 #include <QtWidgets/qtoolbutton.h>
 
 namespace vantorel {
+
+namespace {
+
+/// The order of the items, also for whoever has no mouse for the headings of the table: the grid has none.
+QMenu* orderMenu(QHeaderView& header, QWidget* parent)
+{
+    auto* menu = new QMenu(parent);
+    auto* columns = new QActionGroup(menu);
+    for (const auto& [title, column] :
+        {std::pair("Usual Order", ItemTableModel::usualOrder), std::pair("Name", ItemTableModel::name),
+            std::pair("Date", ItemTableModel::date), std::pair("On This Disk", ItemTableModel::status)}) {
+        auto* by = columns->addAction(menu->addAction(title));
+        by->setCheckable(true);
+        by->setData(static_cast<int>(column));
+    }
+    menu->addSeparator();
+    auto* reversed = menu->addAction("Reversed");
+    reversed->setCheckable(true);
+    QObject::connect(menu, &QMenu::aboutToShow, menu, [&header, columns, reversed] {
+        columns->actions().at(std::max(0, header.sortIndicatorSection()))->setChecked(true);
+        reversed->setChecked(header.sortIndicatorOrder() == Qt::DescendingOrder);
+    });
+    QObject::connect(menu, &QMenu::triggered, menu, [&header, columns, reversed] {
+        header.setSortIndicator(columns->checkedAction()->data().toInt(),
+            reversed->isChecked() ? Qt::DescendingOrder : Qt::AscendingOrder);
+    });
+    return menu;
+}
+
+} // namespace
 
 ItemBrowser::ItemBrowser(AppModel& app, PictureService& pictures, Place place, QWidget* parent)
     : ModelView(app, parent)
@@ -50,13 +84,16 @@ ItemBrowser::ItemBrowser(AppModel& app, PictureService& pictures, Place place, Q
     zoom_->setToolTip("Size of the pictures");
     zoom_->setAccessibleName("Size of the pictures");
     line->addWidget(zoom_);
+    auto* order = addButton("arrow.up.arrow.down", "Order");
+    order->setPopupMode(QToolButton::InstantPopup);
+    line->addWidget(order);
+    line->addSpacing(4);
     asGrid_ = addSwitch("square.grid.2x2", "Show as Pictures");
     asTable_ = addSwitch("list.bullet", "Show as List");
     withPreview_ = addSwitch("sidebar.right", "Show Preview");
     auto* either = new QButtonGroup(this);
     either->addButton(asGrid_);
     either->addButton(asTable_);
-    line->addSpacing(4);
     line->addWidget(asGrid_);
     line->addWidget(asTable_);
     line->addSpacing(4);
@@ -77,6 +114,7 @@ ItemBrowser::ItemBrowser(AppModel& app, PictureService& pictures, Place place, Q
     views_ = new QStackedWidget;
     grid_ = new PictureGrid(*items_, pictures_);
     table_ = new ItemTable(*items_, pictures_);
+    order->setMenu(orderMenu(*table_->horizontalHeader(), order));
     // One selection, whichever way it is looked at.
     auto* unused = grid_->selectionModel();
     grid_->setSelectionModel(table_->selectionModel());
@@ -95,6 +133,8 @@ ItemBrowser::ItemBrowser(AppModel& app, PictureService& pictures, Place place, Q
         connect(view, &QAbstractItemView::doubleClicked, this, [this] { openLarge(); });
     }
     connect(table_->selectionModel(), &QItemSelectionModel::currentChanged, this, [this] { showPreview(); });
+    connect(table_->selectionModel(), &QItemSelectionModel::selectionChanged, this,
+        [this](const QItemSelection& selected) { followSelection(selected); });
     connect(items_, &QAbstractItemModel::modelReset, this, [this] { showPreview(); });
     connect(items_, &ItemTableModel::aboutToBeSorted, this, [this] { limitSelection(); });
     // A short wait is not worth a flicker.
@@ -106,9 +146,9 @@ ItemBrowser::ItemBrowser(AppModel& app, PictureService& pictures, Place place, Q
         loading_->hide();
         items_->isLoading() ? wait->start() : wait->stop();
     });
-    connect(asGrid_, &QToolButton::clicked, this, [this] { showGrid(true); });
-    connect(asTable_, &QToolButton::clicked, this, [this] { showGrid(false); });
-    connect(withPreview_, &QToolButton::clicked, this, [this](bool shows) {
+    // Not when they are clicked: a screen reader toggles them.
+    connect(either, &QButtonGroup::buttonToggled, this, [this] { showGrid(asGrid_->isChecked()); });
+    connect(withPreview_, &QToolButton::toggled, this, [this](bool shows) {
         auto look = app_.itemsLook();
         look.showsPreview = shows;
         app_.setItemsLook(look);
@@ -124,11 +164,10 @@ ItemBrowser::ItemBrowser(AppModel& app, PictureService& pictures, Place place, Q
     watch(app_.itemsLook);
 }
 
-QToolButton* ItemBrowser::addSwitch(const char* symbol, const QString& title)
+QToolButton* ItemBrowser::addButton(const char* symbol, const QString& title)
 {
     auto* button = new QToolButton;
     button->setIcon(theme::symbolIcon(symbol, palette()));
-    button->setCheckable(true);
     button->setAutoRaise(true);
     button->setFocusPolicy(Qt::TabFocus);
     button->setToolTip(title);
@@ -136,12 +175,18 @@ QToolButton* ItemBrowser::addSwitch(const char* symbol, const QString& title)
     return button;
 }
 
+QToolButton* ItemBrowser::addSwitch(const char* symbol, const QString& title)
+{
+    auto* button = addButton(symbol, title);
+    button->setCheckable(true);
+    return button;
+}
+
 void ItemBrowser::show(std::shared_ptr<const ScannedLibrary> library, ItemTableModel::Rows rows)
 {
-    if (items_->library() == library && given_ == rows) {
+    if (items_->library() == library && items_->given() == rows) {
         return; // what is selected, and where one was, stays
     }
-    given_ = rows;
     items_->show(std::move(library), std::move(rows));
     grid_->scrollToTop();
     table_->scrollToTop();
@@ -191,6 +236,15 @@ void ItemBrowser::showPreview()
         preview_->show(items_->library(), items_->positionAt(index.row()));
     } else {
         preview_->clear();
+    }
+}
+
+/// A screen reader selects without going there; what it selected is then what is looked at.
+void ItemBrowser::followSelection(const QItemSelection& selected)
+{
+    auto* selection = table_->selectionModel();
+    if (!selected.isEmpty() && !selection->isSelected(selection->currentIndex())) {
+        selection->setCurrentIndex(selected.front().topLeft(), QItemSelectionModel::NoUpdate);
     }
 }
 

@@ -40,9 +40,11 @@ protected:
     void hideEvent(QHideEvent* event) override;
 
 private:
+    QToolButton* addButton(const char* symbol, const QString& title);
     QToolButton* addSwitch(const char* symbol, const QString& title);
     void showGrid(bool isGrid);
     void showPreview();
+    void followSelection(const QItemSelection& selected);
     void showDisk();
     void openLarge();
     void copySelected();
@@ -52,7 +54,6 @@ private:
     PictureService& pictures_;
     Place place_;
     ItemTableModel* items_;
-    ItemTableModel::Rows given_{}; ///< In the order in which they were given.
     QHBoxLayout* head_;
     QLabel* loading_;
     QSlider* zoom_;

@@ -50,6 +50,9 @@ Rows sorted(const ScannedLibrary& library, Rows rows, int column, Qt::SortOrder 
         by([&](const Asset& asset) { return statusText(entryOf(*library.result, asset.pk)); });
         break;
     default:
+        if (order == Qt::DescendingOrder) {
+            std::ranges::reverse(rows);
+        }
         break;
     }
     return rows;
@@ -128,10 +131,11 @@ void ItemTableModel::show(std::shared_ptr<const ScannedLibrary> library, Rows ro
     beginResetModel();
     ++generation_;
     library_ = std::move(library);
-    rows_ = std::move(rows);
+    given_ = std::move(rows);
+    rows_ = given_;
     endResetModel();
     setLoading(false);
-    if (sortedBy_ >= 0) {
+    if (sortedBy_ > picture || order_ != Qt::AscendingOrder) {
         sort(sortedBy_, order_);
     }
 }
@@ -228,12 +232,12 @@ void ItemTableModel::sort(int column, Qt::SortOrder order)
 {
     sortedBy_ = column;
     order_ = order;
-    if (!library_ || column < 0) {
+    if (!library_) {
         return;
     }
     const auto generation = ++generation_;
-    auto task = [this, box = std::weak_ptr(mailbox_), library = library_, rows = rows_, column, order,
-                    generation] {
+    auto task = [this, box = std::weak_ptr(mailbox_), library = library_,
+                    rows = column <= picture ? given_ : rows_, column, order, generation] {
         auto result = std::make_shared<Rows>(sorted(*library, rows, column, order));
         if (const auto mailbox = box.lock()) {
             mailbox->post([this, result, generation] {
@@ -307,7 +311,7 @@ ItemTable::ItemTable(ItemTableModel& items, PictureService& pictures, QWidget* p
     header->setDefaultAlignment(Qt::AlignLeft | Qt::AlignVCenter);
     header->setSectionsClickable(true);
     header->setSortIndicatorShown(true);
-    header->setSortIndicator(-1, Qt::AscendingOrder);
+    header->setSortIndicator(ItemTableModel::usualOrder, Qt::AscendingOrder);
     header->setStretchLastSection(true);
     header->setMinimumSectionSize(rowHeight + 8);
     header->setSectionResizeMode(ItemTableModel::picture, QHeaderView::Fixed);

@@ -21,7 +21,7 @@ class ItemTableModel final : public QAbstractTableModel {
     Q_OBJECT
 
 public:
-    enum Column { picture, name, date, status, columnCount_ };
+    enum Column { usualOrder = -1, picture, name, date, status, columnCount_ };
     using Rows = std::vector<std::size_t>; ///< Positions of assets in the snapshot.
 
     explicit ItemTableModel(QObject* parent = nullptr);
@@ -32,6 +32,8 @@ public:
     /// background, since a list can be very long; given on the main thread.
     void withText(Rows items, std::function<void(const QString&)> use);
     const Rows& rows() const { return rows_; }
+    /// In the order in which they were given.
+    const Rows& given() const { return given_; }
     /// The rows are still being put in their order.
     bool isLoading() const { return loading_; }
 
@@ -44,6 +46,7 @@ public:
     int columnCount(const QModelIndex& parent = {}) const override;
     QVariant data(const QModelIndex& index, int role) const override;
     QVariant headerData(int section, Qt::Orientation orientation, int role) const override;
+    /// By `usualOrder`, and by pictures, as the rows were given.
     void sort(int column, Qt::SortOrder order) override;
 
 Q_SIGNALS:
@@ -57,8 +60,9 @@ private:
     void applyOrder(Rows rows);
 
     std::shared_ptr<const ScannedLibrary> library_{};
+    Rows given_{};
     Rows rows_{};
-    int sortedBy_ = -1; ///< As the caller gave them.
+    int sortedBy_ = usualOrder;
     Qt::SortOrder order_ = Qt::AscendingOrder;
     bool loading_ = false;
     std::uint64_t generation_ = 0; ///< A sort is applied only to the rows that it was asked for.

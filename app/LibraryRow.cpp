@@ -55,7 +55,7 @@ LibraryRow::LibraryRow(
     , open_(std::move(open))
 {
     setFocusPolicy(Qt::StrongFocus);
-    setAccessibleRole(*this, QAccessible::ListItem);
+    setAccessibleRole(*this, QAccessible::ListItem, [this] { open_(); });
     setAccessibleName(displayed(library.name));
     const auto note = texts::libraryNote(library);
     setAccessibleDescription(withLine(placeOf(library) + ", " + formatOf(library), note));

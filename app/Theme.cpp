@@ -233,6 +233,7 @@ QPushButton:flat:focus { border: 2px solid palette(highlight); padding: 2px 5px;
 QPushButton#legend { padding: 3px 8px 3px 1px; }
 QPushButton#legend:focus { padding: 2px 7px 2px 0; }
 QToolButton { border: 1px solid transparent; border-radius: 6px; padding: 3px 6px; outline: none; }
+QToolButton::menu-indicator { image: none; }
 QToolButton:hover { background: palette(midlight); }
 QToolButton:checked { background: palette(midlight); border-color: palette(mid); }
 QToolButton:focus { border: 2px solid palette(highlight); padding: 2px 5px; }

@@ -8,6 +8,7 @@
 #include <gmock/gmock.h>
 
 #include <QtGui/qaccessible.h>
+#include <QtGui/qevent.h>
 #include <QtTest/qabstractitemmodeltester.h>
 #include <QtWidgets/qapplication.h>
 #include <QtWidgets/qlabel.h>
@@ -133,6 +134,9 @@ TEST_F(AlbumLists, keepWhatWasOpenAndChosenWhileTheyAreFiltered)
     openTab();
     auto* tree = tab->findChild<AlbumsView*>();
     auto* filter = tab->findChild<QLineEdit*>();
+    QFocusEvent comes(QEvent::FocusIn, Qt::TabFocusReason);
+    QApplication::sendEvent(tree, &comes);
+    EXPECT_THAT(shownItems(), ElementsAre(3, 1, 2, 4)) << "the keyboard begins with the first row";
     tree->collapseAll();
     const auto again = tree->model()->index(2, 0);
     tree->setCurrentIndex(again);
@@ -153,6 +157,10 @@ TEST_F(AlbumLists, keepWhatWasOpenAndChosenWhileTheyAreFiltered)
     EXPECT_EQ(spoken->child(0)->text(QAccessible::Name), "Albums") << "the heading of the only column";
     EXPECT_EQ(
         spoken->child(1)->text(QAccessible::Name), "All photos and videos, 4 items, 1 without original");
+    tree->expandAll();
+    spoken->child(3)->actionInterface()->doAction(QAccessibleActionInterface::toggleAction());
+    EXPECT_EQ(tree->currentIndex().data().toString(), "Rome <b>");
+    EXPECT_THAT(shownItems(), ElementsAre(1, 2)) << "what a screen reader selects is chosen";
 }
 
 TEST_F(AlbumLists, showAllItemsOfALibraryWithoutAlbums)

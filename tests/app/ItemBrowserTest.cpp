@@ -12,12 +12,14 @@
 #include <numeric>
 
 #include <QtGui/qaccessible.h>
+#include <QtGui/qaction.h>
 #include <QtGui/qclipboard.h>
 #include <QtGui/qevent.h>
 #include <QtGui/qguiapplication.h>
 #include <QtWidgets/qabstractbutton.h>
 #include <QtWidgets/qapplication.h>
 #include <QtWidgets/qlabel.h>
+#include <QtWidgets/qmenu.h>
 #include <QtWidgets/qscrollbar.h>
 #include <QtWidgets/qslider.h>
 
@@ -274,6 +276,29 @@ TEST_F(Items, keepWhatIsSelectedWhenTheyAreSorted)
     settle();
     EXPECT_NE(currentPosition(), 0U);
     EXPECT_EQ(browser->items().positionAt(static_cast<int>(currentPosition())), 0U);
+}
+
+TEST_F(Items, areSortedWithoutTheMouseAndSelectedByAScreenReader)
+{
+    for (const auto& [title, first] : {std::pair("Name", 2U), std::pair("On This Disk", 9U),
+             std::pair("Reversed", 2U), std::pair("Usual Order", 999U), std::pair("Reversed", 0U)}) {
+        for (auto* action : browser->findChild<QMenu*>()->actions()) {
+            if (action->text() == title) {
+                Q_EMIT browser->findChild<QMenu*>()->aboutToShow();
+                action->trigger();
+            }
+        }
+        ManualClock::waitForThreads();
+        settle();
+        EXPECT_EQ(browser->items().positionAt(0), first) << title;
+    }
+    click("Show as List");
+    auto* spoken = QAccessible::queryAccessibleInterface(visible<ItemTable>());
+    spoken->tableInterface()
+        ->cellAt(6, ItemTableModel::name)
+        ->actionInterface()
+        ->doAction(QAccessibleActionInterface::toggleAction());
+    EXPECT_TRUE(shows("IMG_7.JPG")) << "in the preview";
 }
 
 TEST_F(Items, sayThatADiskDoesNotAnswerAndTryAgain)

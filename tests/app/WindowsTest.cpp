@@ -144,6 +144,24 @@ protected:
         }
         return nullptr;
     }
+    /// What is called so, as a screen reader finds it that wants to do this with it.
+    static QAccessibleInterface* spoken(QAccessibleInterface* in, const QString& name, const QString& action)
+    {
+        if (in->state().invisible) {
+            return nullptr;
+        }
+        auto* actions = in->actionInterface();
+        if (actions && actions->actionNames().contains(action)
+            && in->text(QAccessible::Name).startsWith(name)) {
+            return in;
+        }
+        for (int i = 0; i < in->childCount(); ++i) {
+            if (auto* found = in->child(i) ? spoken(in->child(i), name, action) : nullptr) {
+                return found;
+            }
+        }
+        return nullptr;
+    }
     /// A screen reader finds a name on everything that takes the focus.
     void expectNames(const char* screen)
     {
@@ -385,6 +403,48 @@ TEST_F(Windows, scanShowExportStopAndContinue)
     EXPECT_FALSE(model->showExport());
     EXPECT_EQ(window->focusWidget(), button("Export…"))
         << "the keyboard is where it was before the sheet came";
+}
+
+/// On the way over the screens everything that can be switched is switched.
+TEST_F(Windows, doWhatAScreenReaderAsksFor)
+{
+    open();
+    const auto press = QAccessibleActionInterface::pressAction();
+    const auto toggle = QAccessibleActionInterface::toggleAction();
+    const auto state = [&] {
+        return std::tuple(model->screen(), model->tab(), model->itemsLook(), model->limitedFilter(),
+            model->exportOptions(), model->showExport(), visible<PictureGrid>());
+    };
+    const auto changes = [&](QAccessibleInterface* what, const QString& action) {
+        const auto before = state();
+        what->actionInterface()->doAction(action);
+        return QTest::qWaitFor([&] { // a button is seen going down before it does it
+            settle();
+            return state() != before;
+        });
+    };
+    struct Row {
+        QString name;
+        QString action;
+        int switches;
+    };
+    for (const auto& [name, action, switches] :
+        {Row{"Sample", press, 0}, Row{"Albums", press, 0}, Row{"All photos and videos", toggle, 2},
+            Row{"Missing or Limited", press, 8}, Row{"Export…", press, 5}}) {
+        auto* found = spoken(QAccessible::queryAccessibleInterface(window.get()), name, action);
+        ASSERT_NE(found, nullptr) << name.toStdString();
+        EXPECT_TRUE(changes(found, action)) << name.toStdString();
+        int switched = 0;
+        for (auto* button : window->findChildren<QAbstractButton*>()) {
+            const bool staysOn = button->group() && button->isChecked();
+            if (button->isCheckable() && button->isVisible() && button->isEnabled() && !staysOn) {
+                auto* known = QAccessible::queryAccessibleInterface(button);
+                EXPECT_TRUE(changes(known, toggle)) << known->text(QAccessible::Name).toStdString();
+                ++switched;
+            }
+        }
+        EXPECT_EQ(switched, switches) << name.toStdString();
+    }
 }
 
 TEST_F(Windows, askBeforeTheyCloseDuringAnExport)
