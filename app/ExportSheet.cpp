@@ -32,6 +32,7 @@ namespace {
 
 constexpr int sheetWidth = 600;
 constexpr std::size_t mostNotes = 5;
+constexpr const char* workingOut = "Working out the export";
 
 QString count(std::int64_t number) { return shown(grouped(number)); }
 
@@ -177,17 +178,16 @@ QWidget* ExportSheet::choices()
     layout->addWidget(summary_);
     planningShows_.setSingleShot(true);
     planningShows_.setInterval(300);
-    planningShows_.callOnTimeout([this] {
-        summaryTitle_->setText("Working out the export");
-        summary_->setText("Working out what this export holds…");
-    });
+    planningShows_.callOnTimeout([this] { showPlanning(); });
 
     auto* buttons = new QHBoxLayout;
     auto* close = new QPushButton("Cancel");
     connect(close, &QPushButton::clicked, this, [this] { app_.closeExport(); });
     start_ = new QPushButton("Export");
+    start_->setEnabled(false);
     theme::makePrimary(start_);
-    connect(start_, &QPushButton::clicked, this, [this] { app_.startExport(); });
+    connect(start_, &QPushButton::clicked, this,
+        [this] { app_.isPlanning() ? showPlanning() : app_.startExport(); });
     buttons->addStretch();
     buttons->addWidget(close);
     buttons->addWidget(start_);
@@ -390,7 +390,6 @@ void ExportSheet::refreshChoices()
     }
     refreshDestination();
     refreshSummary();
-    start_->setEnabled(app_.canStartExport());
     start_->setText(app_.resumesUnfinished() ? "Continue Export" : "Export");
 }
 
@@ -434,14 +433,26 @@ void ExportSheet::refreshDestination()
 void ExportSheet::refreshSummary()
 {
     if (app_.isPlanning() || !app_.exportPlan()) {
-        if (!planningShows_.isActive() && summaryTitle_->text() != "Working out the export") {
+        if (!planningShows_.isActive() && summaryTitle_->text() != workingOut) {
             planningShows_.start();
         }
-        return;
+    } else {
+        planningShows_.stop();
+        summaryTitle_->setText("This export");
+        summary_->setText(shown(texts::planSummary(app_.planSummary())));
     }
+    if (!planningShows_.isActive()) { // else the button would blink with every choice
+        start_->setEnabled(app_.canStartExport());
+    }
+}
+
+/// Nothing starts until the plan is that of the choices.
+void ExportSheet::showPlanning()
+{
     planningShows_.stop();
-    summaryTitle_->setText("This export");
-    summary_->setText(shown(texts::planSummary(app_.planSummary())));
+    summaryTitle_->setText(workingOut);
+    summary_->setText("Working out what this export holds…");
+    start_->setEnabled(false);
 }
 
 void ExportSheet::refreshProgress()

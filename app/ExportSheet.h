@@ -47,6 +47,7 @@ private:
     void refreshChoices();
     void refreshDestination();
     void refreshSummary();
+    void showPlanning();
     void refreshProgress();
     void refreshOutcome();
     void showNotes(const std::vector<std::string>& notes);

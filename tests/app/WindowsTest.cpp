@@ -372,7 +372,10 @@ TEST_F(Windows, scanShowExportStopAndContinue)
     EXPECT_TRUE(shows(" free on that disk."));
     const auto before = model->exportPlan();
     click("Recently Deleted");
-    EXPECT_FALSE(button("Export")->isEnabled()) << "the plan is not that of the choices";
+    click("Export");
+    EXPECT_FALSE(model->isExporting()) << "the plan is not that of the choices";
+    EXPECT_TRUE(shows("Working out what this export holds…"));
+    EXPECT_FALSE(button("Export")->isEnabled());
     settle();
     EXPECT_NE(model->exportPlan()->id, before->id);
     picture("export");
