@@ -2,10 +2,13 @@
 
 #include "app/Display.h"
 #include "base/Product.h"
+#include "base/Text.h"
 
 #include <cstdio>
+#include <filesystem>
 #include <string>
 #include <string_view>
+#include <system_error>
 
 namespace vantorel {
 
@@ -57,6 +60,30 @@ int answerNoDisplay(std::string_view reason)
         std::fprintf(stderr, "The reason: %s\n", std::string(reason).c_str());
     }
     return notStarted;
+}
+
+std::expected<std::optional<DiskPath>, std::string> libraryOf(int argc, const char* const* argv)
+{
+    std::optional<DiskPath> library;
+    bool onlyPaths = false;
+    for (int i = 1; i < argc; ++i) {
+        const std::string_view argument = argv[i];
+        if (!onlyPaths && argument == "--") {
+            onlyPaths = true;
+        } else if (!onlyPaths && argument.starts_with('-')) {
+            return std::unexpected("There is no option \"" + displayText(argument) + "\".");
+        } else if (argument.empty()) {
+            return std::unexpected("The library's name is empty.");
+        } else if (library) {
+            return std::unexpected("One library at a time can be opened.");
+        } else {
+            std::error_code none; // without a working folder the name stays as it is, and is not found
+            const DiskPath given(argument);
+            const auto whole = std::filesystem::absolute(given, none);
+            library = none ? given : whole.lexically_normal();
+        }
+    }
+    return library;
 }
 
 } // namespace vantorel

@@ -16,15 +16,11 @@
 
 #include <chrono>
 #include <cstdio>
-#include <expected>
-#include <filesystem>
 #include <optional>
 #include <string>
 #include <string_view>
-#include <system_error>
 #include <tuple>
 
-#include <QtCore/qfile.h>
 #include <QtWidgets/qapplication.h>
 #include <QtWidgets/qmessagebox.h>
 
@@ -61,28 +57,6 @@ void onStartMessage(QtMsgType type, const QMessageLogContext&, const QString& te
         _exit(status);
     }
     displayTrouble() = displayTrouble().isEmpty() ? text : displayTrouble();
-}
-
-/// The library on the command line, after Qt took its own options from it; an error as a sentence.
-std::expected<std::optional<DiskPath>, std::string> libraryOf(const QStringList& arguments)
-{
-    std::optional<DiskPath> library;
-    bool onlyPaths = false;
-    for (const auto& argument : arguments.mid(1)) {
-        if (!onlyPaths && argument == "--") {
-            onlyPaths = true;
-        } else if (!onlyPaths && argument.startsWith('-')) {
-            return std::unexpected("There is no option \"" + argument.toStdString() + "\".");
-        } else if (library) {
-            return std::unexpected("One library at a time can be opened.");
-        } else {
-            std::error_code none; // without a working folder the name stays as it is, and is not found
-            const DiskPath given(QFile::encodeName(argument).toStdString());
-            const auto whole = std::filesystem::absolute(given, none);
-            library = none ? given : whole.lexically_normal();
-        }
-    }
-    return library;
 }
 
 int runWindows(const CoreServices& services, const std::optional<DiskPath>& library)
@@ -148,7 +122,7 @@ int runApplication(int argc, char** argv)
     theme::apply(application);
     QApplication::setWindowIcon(QIcon(":/icons/vantorel.svg"));
     QApplication::setQuitOnLastWindowClosed(false);
-    const auto library = libraryOf(QCoreApplication::arguments());
+    const auto library = libraryOf(argc, argv); // Qt took its own options from it
     if (!library) {
         std::fprintf(stderr, "%s See vantorel-app --help.\n", library.error().c_str());
         return wrongUsage;

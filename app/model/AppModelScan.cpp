@@ -3,7 +3,6 @@
 #include "app/model/AppModelWork.h"
 #include "app/model/FreedInBackground.h"
 #include "app/model/MainTimers.h"
-#include "base/Text.h"
 
 #include <atomic>
 
@@ -20,15 +19,10 @@ constexpr Seconds giveUpAfterSlowStop{12};
 constexpr const char* noRoomToWork =
     "The system has no memory or thread left for this. Close other programs and try again.";
 
+/// By that path a library is known from then on, however it was given.
 DiskPath withoutTrailingSlash(const DiskPath& path)
 {
     return path.has_filename() ? path : path.parent_path();
-}
-
-std::string notALibrary(const DiskPath& folder)
-{
-    return "\"" + repairedUtf8(withoutTrailingSlash(folder).filename().native())
-        + "\" is not a Photos library: it has no database and no originals folder.";
 }
 
 std::optional<std::string> textOrNone(const std::string& text)
@@ -89,15 +83,16 @@ void AppModel::inspectChosen(const DiskPath& folder, std::function<void(const Fo
 {
     const auto generation = ++chosenGeneration_;
     using Result = std::expected<FoundLibrary, std::string>;
-    inBackground<Result>([inspect = environment.finder.inspect, folder] { return inspect(folder); },
-        [this, generation, folder, use = std::move(use), refuse = std::move(refuse)](const Result& result) {
+    inBackground<Result>(
+        [inspect = environment.finder.inspect, path = withoutTrailingSlash(folder)] { return inspect(path); },
+        [this, generation, use = std::move(use), refuse = std::move(refuse)](const Result& result) {
             if (generation != chosenGeneration_) {
                 return;
             }
             if (result) {
                 use(*result);
             } else {
-                refuse(result.error().empty() ? notALibrary(folder) : result.error());
+                refuse(result.error());
             }
         },
         std::unexpected(std::string(noRoomToWork)));

@@ -24,8 +24,7 @@ class MainTimers;
 /// The library finder as the model uses it. Both block and are called from background threads.
 struct FinderService {
     std::function<FindResult(const SharedCancelToken&)> find{};
-    /// A folder that the user chose; else why it cannot be opened, as a sentence, which is empty when it
-    /// simply is no library.
+    /// A folder that the user chose; else why it cannot be opened, as a sentence.
     std::function<std::expected<FoundLibrary, std::string>(const DiskPath&)> inspect{};
 };
 

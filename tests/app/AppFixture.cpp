@@ -122,7 +122,8 @@ AppModel& AppFixture::freshModel()
                 if (refusal == "none") {
                     return library(folder.stem().native());
                 }
-                return std::unexpected(refusal);
+                return std::unexpected(
+                    refusal.empty() ? FindTexts::notALibrary(folder.filename().native()).message : refusal);
             },
         },
         .fullDiskAccess =

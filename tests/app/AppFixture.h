@@ -108,7 +108,7 @@ protected:
     std::vector<ScanProgress> scanSteps{};
     std::vector<SharedCancelToken> findTokens{};
     std::vector<SharedCancelToken> scanTokens{};
-    std::string refusal = "none"; ///< "none": a chosen folder is a library.
+    std::string refusal = "none"; ///< "none": a chosen folder is a library; "": it is not.
     std::function<ExportPlan(const ExportOptions&)> plan{};
     std::vector<DestinationQuestion> questions{};
     std::map<std::string, std::optional<DestinationFacts>> facts{}; ///< By folder; others have room.

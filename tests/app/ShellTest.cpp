@@ -1,5 +1,6 @@
 #include "app/AcknowledgementsWindow.h"
 #include "app/Announcer.h"
+#include "app/Arguments.h"
 #include "app/EndingSignals.h"
 #include "app/LibraryRow.h"
 #include "app/MainWindow.h"
@@ -14,6 +15,7 @@
 #include <algorithm>
 #include <csignal>
 #include <cstdlib>
+#include <filesystem>
 
 #include <QtCore/qmimedata.h>
 #include <QtCore/qsettings.h>
@@ -469,6 +471,30 @@ TEST_F(Shell, announcementsAreNotificationsThatComeIntoView)
     announcer.announce(window.get(), "Scan finished.");
     announcer.announce(window.get(), "Scan finished.");
     EXPECT_THAT(reader.spoken, testing::ElementsAre("Scan finished.", "Scan finished."));
+}
+
+TEST(CommandLine, namesOneLibraryOrSaysWhyNot)
+{
+    using Library = decltype(libraryOf(0, nullptr));
+    const auto here = std::filesystem::current_path();
+    struct Row {
+        std::vector<const char*> given;
+        Library expected;
+    };
+    for (const auto& [given, expected] : {
+             Row{{}, std::nullopt},
+             Row{{"a/../Old.photoslibrary"}, here / "Old.photoslibrary"},
+             Row{{"/disk/\xff\x01.photoslibrary"}, DiskPath("/disk/\xff\x01.photoslibrary")},
+             Row{{"--", "-x"}, here / "-x"},
+             Row{{"--nonsense"}, std::unexpected("There is no option \"--nonsense\".")},
+             Row{{"one", "two"}, std::unexpected("One library at a time can be opened.")},
+             Row{{""}, std::unexpected("The library's name is empty.")},
+         }) {
+        auto arguments = given;
+        arguments.insert(arguments.begin(), "vantorel-app");
+        EXPECT_TRUE(libraryOf(static_cast<int>(arguments.size()), arguments.data()) == expected)
+            << (given.empty() ? "nothing" : given.front());
+    }
 }
 
 TEST_F(Shell, endingSignalsComeAsCalls)
