@@ -81,10 +81,7 @@ void AppModel::clearExport()
     options.albumPKs.reset();
     exportOptions.set(options);
     showExport.set(false);
-    adoptedChoicesFrom_.reset();
-    if (!isExporting()) {
-        exportOutcome.set(nullptr);
-    }
+    exportOutcome.set(nullptr);
     ++planGeneration_;
     exportPlan.set(nullptr);
     planSummary.set({});
@@ -127,9 +124,7 @@ void AppModel::startPlanning()
         [this, generation = planGeneration_, options = exportOptions()](const Planned& planned) {
             planningRuns_ = false;
             if (generation != planGeneration_) {
-                if (isPlanning()) {
-                    startPlanning(); // under the choices as they are by now
-                }
+                startPlanning(); // under the choices, and of the scan, as they are by now
                 return;
             }
             plannedOptions_ = options;

@@ -52,7 +52,10 @@ TEST_F(AppModelPlanning, beginsAnewWithAnotherLibrary)
     auto& app = readyModel();
     app.setExportOptions({.includeTrashed = true, .includeOutsideFiles = true, .albumPKs = {{7}}});
     app.openExport();
+    app.setExportDestination("/there");
     app.scan(library("New"));
+    workers->run(1);
+    EXPECT_EQ(app.destinationFacts(), std::nullopt) << "asked about the other library";
     EXPECT_EQ(app.exportOptions(), ExportOptions{.includeTrashed = true});
     EXPECT_FALSE(app.showExport());
     EXPECT_EQ(app.exportPlan(), nullptr);
@@ -65,6 +68,10 @@ TEST_F(AppModelPlanning, beginsAnewWithAnotherLibrary)
     EXPECT_EQ(questions.front().libraryName, "New")
         << "an unfinished export is looked for under the new name";
     EXPECT_EQ(questions.front().planID, "with deleted");
+
+    app.scan(library("New"));
+    workers->runAll();
+    EXPECT_TRUE(app.canStartExport()) << "the plan is the same as before; the disk is looked at all the same";
 }
 
 TEST_F(AppModelDestination, isTheOneThatWasChosenLast)

@@ -105,6 +105,11 @@ TEST_F(AppModelFinding, scansAChosenLibraryAndRefusesOtherFolders)
     EXPECT_EQ(app.scannedLibrary()->name, "Second");
     EXPECT_EQ(app.scanError(), std::nullopt);
     EXPECT_EQ(scanTokens.size(), 1U);
+
+    app.openLibrary("/disk/First.photoslibrary");
+    app.scan(library("Third"));
+    workers->runAll();
+    EXPECT_EQ(app.scannedLibrary()->name, "Third") << "chosen after the one that was still looked at";
 }
 
 TEST_F(AppModelScanning, showsTheResultsOfAScan)
@@ -153,18 +158,25 @@ TEST_F(AppModelScanning, tellsWhyAScanFailedAndLooksAgain)
 TEST_F(AppModelScanning, dropsTheScanThatASecondOneReplaced)
 {
     auto& app = model();
-    app.scan(library("First"));
-    app.scan(library("Second"));
+    for (const auto* name : {"First", "Second", "Third"}) {
+        app.scan(library(name));
+    }
     EXPECT_FALSE(desktop->activity.expired());
+    const auto endLate = [&] {
+        scanSteps = {{.done = 99, .waitingForDisk = true}};
+        workers->run(0);
+        scanSteps.clear();
+        EXPECT_TRUE(scanTokens.back()->isCancelled());
+        EXPECT_NE(app.scanProgress().done, 99);
+        EXPECT_EQ(app.scanWait(), DiskWait::none);
+    };
+    endLate();
+    EXPECT_EQ(app.screen(), Screen::scanning) << "the third one still runs";
     workers->run(1);
-    EXPECT_EQ(app.scanned()->result->snapshot.name, "Second");
+    EXPECT_EQ(app.scanned()->result->snapshot.name, "Third");
     EXPECT_TRUE(desktop->activity.expired()) << "one end for each begin";
-    scanSteps = {{.done = 99, .waitingForDisk = true}};
-    workers->run(0);
-    EXPECT_TRUE(scanTokens.back()->isCancelled());
-    EXPECT_NE(app.scanProgress().done, 99);
-    EXPECT_EQ(app.scanWait(), DiskWait::none);
-    EXPECT_EQ(app.scanned()->result->snapshot.name, "Second");
+    endLate();
+    EXPECT_EQ(app.scanned()->result->snapshot.name, "Third");
     EXPECT_EQ(app.screen(), Screen::results);
 }
 
@@ -197,17 +209,20 @@ TEST_F(AppModelScanning, givesUpAStoppedScanThatNeverAnswers)
 TEST_F(AppModelScanning, aStopThatIsAnsweredLeavesTheNextScanAlone)
 {
     auto& app = model();
-    app.scan(library("Old"));
-    app.stopScan();
-    timers->pass(Seconds(1));
-    workers->runAll();
-    EXPECT_EQ(app.screen(), Screen::sources);
-    EXPECT_EQ(app.scanError(), std::nullopt);
+    for (const Seconds answeredAfter : {Seconds(1), Seconds(5)}) {
+        app.scan(library("Old"));
+        app.stopScan();
+        timers->pass(answeredAfter);
+        workers->runAll();
+        EXPECT_EQ(app.screen(), Screen::sources);
+        EXPECT_EQ(app.scanError(), std::nullopt);
 
-    app.scan(library("New"));
-    timers->pass(Seconds(60));
-    EXPECT_EQ(app.screen(), Screen::scanning);
-    EXPECT_FALSE(app.stopIsSlow());
+        app.scan(library("New"));
+        timers->pass(Seconds(60));
+        EXPECT_EQ(app.screen(), Screen::scanning);
+        EXPECT_FALSE(app.stopIsSlow());
+        workers->runAll();
+    }
 }
 
 TEST_F(AppModelScanning, bringsTheNewestProgressNowAndThen)
@@ -281,9 +296,18 @@ TEST_F(AppModelComparing, endsWithItsScanItsStopOrTheNextComparison)
     auto& app = scannedModel();
     app.compare(library("A"));
     app.compare(library("B"));
+    scanSteps = {{.done = 99, .waitingForDisk = true}};
+    const auto showsNothingLate = [&] {
+        workers->run();
+        EXPECT_TRUE(scanTokens.back()->isCancelled());
+        EXPECT_NE(app.compareProgress().done, 99);
+        EXPECT_EQ(app.compareWait(), DiskWait::none);
+    };
+    showsNothingLate(); // of A, while B runs
     app.stopComparing();
     EXPECT_FALSE(app.isComparing());
     EXPECT_TRUE(desktop->activity.expired());
+    showsNothingLate();
     app.compare(library("C"));
     app.scan(library("New"));
     EXPECT_FALSE(app.isComparing());
