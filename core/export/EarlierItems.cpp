@@ -33,7 +33,7 @@ bool fits(const JournalEntry& entry, const PlannedItem& item)
 
 ReportRow rowOf(const PlannedItem& item, const JournalEntry& entry)
 {
-    ReportRow row{.item = item, .sidecar = entry.sidecar};
+    ReportRow row = reportRow(item, entry.sidecar);
     for (const ExportJournalFile& file : entry.files) {
         row.hashes.push_back(file.sha256);
         row.paths.push_back(file.path);

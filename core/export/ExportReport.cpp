@@ -211,6 +211,18 @@ std::optional<ReportedItem> itemOf(Fields fields)
 
 } // namespace
 
+ReportRow reportRow(const PlannedItem& item, std::string sidecar)
+{
+    return {
+        .item = {.assetPK = item.assetPK,
+            .assetUUID = item.assetUUID,
+            .albumPath = item.albumPath,
+            .isSmallerCopy = item.isSmallerCopy,
+            .sizeDiffers = item.sizeDiffers},
+        .sidecar = std::move(sidecar),
+    };
+}
+
 std::string reportText(const std::vector<ReportRow>& rows, const std::vector<SkippedItem>& skipped,
     const LibrarySnapshot& snapshot)
 {

@@ -17,7 +17,7 @@ inline constexpr std::string_view unfinishedReportName = "Vantorel report (not f
 
 /// One saved item. The lists have one element for each of its files.
 struct ReportRow {
-    PlannedItem item{};
+    PlannedItem item{};                ///< Without its files: a million rows are held until the end of a run.
     std::vector<std::string> hashes{}; ///< SHA-256, lower-case hexadecimal.
     std::vector<std::string> paths{};  ///< That the files really got.
     std::vector<std::int64_t> sizes{}; ///< Bytes written.
@@ -25,6 +25,8 @@ struct ReportRow {
 
     bool operator==(const ReportRow&) const = default;
 };
+/// The row of an item of which nothing is told yet.
+ReportRow reportRow(const PlannedItem& item, std::string sidecar);
 
 /// The whole CSV text: UTF-8, CR LF, every item of the library, saved or not. Cells are never altered against
 /// spreadsheet formulas: a prefix would falsify paths.

@@ -50,7 +50,7 @@ bool RunResults::takeItem(const SavingItem& item)
 
 ReportRow RunResults::rowOf(const SavingItem& item) const
 {
-    ReportRow row{.item = context_->plan->items[item.index], .sidecar = item.sidecar};
+    ReportRow row = reportRow(context_->plan->items[item.index], item.sidecar);
     for (const FilePart& part : item.parts) {
         if (part.isAlive()) {
             row.hashes.push_back(part.content.sha256);
@@ -93,10 +93,9 @@ std::vector<ReportRow> RunResults::takeRows()
 {
     std::vector<ReportRow> rows;
     rows.reserve(rows_.size());
-    for (auto& [item, row] : rows_) {
-        rows.push_back(std::move(row));
+    while (!rows_.empty()) { // not held twice
+        rows.push_back(std::move(rows_.extract(rows_.begin()).mapped()));
     }
-    rows_.clear();
     return rows;
 }
 
