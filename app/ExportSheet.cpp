@@ -432,14 +432,15 @@ void ExportSheet::refreshDestination()
 
 void ExportSheet::refreshSummary()
 {
-    if (app_.isPlanning() || !app_.exportPlan()) {
+    if (app_.isPlanning()) {
         if (!planningShows_.isActive() && summaryTitle_->text() != workingOut) {
             planningShows_.start();
         }
     } else {
         planningShows_.stop();
         summaryTitle_->setText("This export");
-        summary_->setText(shown(texts::planSummary(app_.planSummary())));
+        summary_->setText(
+            shown(app_.exportPlan() ? texts::planSummary(app_.planSummary()) : texts::noRoomToWork));
     }
     if (!planningShows_.isActive()) { // else the button would blink with every choice
         start_->setEnabled(app_.canStartExport());

@@ -3,6 +3,7 @@
 #include "app/model/AppModelWork.h"
 #include "app/model/FreedInBackground.h"
 #include "app/model/MainTimers.h"
+#include "app/model/WindowTexts.h"
 
 #include <atomic>
 
@@ -15,9 +16,6 @@ namespace {
 /// After a stop: when it is said that the disk is slow, and how much later the scan is given up.
 constexpr Seconds slowStop{3};
 constexpr Seconds giveUpAfterSlowStop{12};
-
-constexpr const char* noRoomToWork =
-    "The system has no memory or thread left for this. Close other programs and try again.";
 
 /// By that path a library is known from then on, however it was given.
 DiskPath withoutTrailingSlash(const DiskPath& path)
@@ -95,7 +93,7 @@ void AppModel::inspectChosen(const DiskPath& folder, std::function<void(const Fo
                 refuse(result.error());
             }
         },
-        std::unexpected(std::string(noRoomToWork)));
+        std::unexpected(std::string(texts::noRoomToWork)));
 }
 
 AppModel::ReadEnd AppModel::scanInBackground(const CoreWork& core, const DiskPath& library,
@@ -154,7 +152,7 @@ void AppModel::scan(const FoundLibrary& library)
                 applyScan(end);
             }
         },
-        std::unexpected(Trouble{.message = noRoomToWork}));
+        std::unexpected(Trouble{.message = texts::noRoomToWork}));
 }
 
 /// Stages are noted as they come, on the scan's own thread: of values that follow each other quickly, only
@@ -310,7 +308,7 @@ void AppModel::compare(const FoundLibrary& other)
                 setCompareError(textOrNone(compared.trouble.message), compared.trouble.advice);
             }
         },
-        Compared{.trouble = {.message = noRoomToWork}});
+        Compared{.trouble = {.message = texts::noRoomToWork}});
 }
 
 void AppModel::endComparison()

@@ -11,6 +11,10 @@
 /// The sentences that the windows put together from counts and states. Functions from values to texts.
 namespace vantorel::texts {
 
+/// Work could not even begin.
+inline constexpr const char* noRoomToWork =
+    "The system has no memory or thread left for this. Close other programs and try again.";
+
 /// What the scanner is doing.
 std::string_view stage(ScanStage stage);
 /// The stages of a scan as a list to check off. Salvaging and reading journals are in it once they happen.

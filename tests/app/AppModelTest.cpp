@@ -225,6 +225,18 @@ TEST_F(AppModelScanning, aStopThatIsAnsweredLeavesTheNextScanAlone)
     }
 }
 
+TEST_F(AppModelScanning, endsWithTheModel)
+{
+    auto& app = model();
+    app.scan(library("Old"));
+    app.stopScan();
+    app.lookForLibraries();
+    freshModel(); // in its place
+    timers->pass(Seconds(20));
+    workers->run(1);
+    EXPECT_TRUE(findTokens.back()->isCancelled()) << "nobody waits for it any more";
+}
+
 TEST_F(AppModelScanning, bringsTheNewestProgressNowAndThen)
 {
     auto& app = model();

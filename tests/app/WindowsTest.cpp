@@ -378,6 +378,13 @@ TEST_F(Windows, scanShowExportStopAndContinue)
     EXPECT_FALSE(button("Export")->isEnabled());
     settle();
     EXPECT_NE(model->exportPlan()->id, before->id);
+    workers->noThreads = true;
+    click("Recently Deleted");
+    settle();
+    EXPECT_TRUE(shows("The system has no memory or thread left for this.")) << "not working for ever";
+    workers->noThreads = false;
+    click("Recently Deleted");
+    settle();
     picture("export");
 
     click("Export");
