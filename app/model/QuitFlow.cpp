@@ -90,6 +90,7 @@ void QuitFlow::ask()
             answerAll(false);
         } else {
             isEnding_ = true;
+            model_.openExport(); // where it says that it stops
             stopAndQuit(0);
         }
     });

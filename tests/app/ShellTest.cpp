@@ -176,9 +176,11 @@ TEST_F(Shell, aLogOutAsksAndHearsTheAnswer)
     EXPECT_THAT(ends, testing::ElementsAre(false, false)) << "one question, everybody who asked is told";
     EXPECT_FALSE(ready->isStoppingExport());
 
+    ready->closeExport();
     desktop->requests.quit([&](bool answer) { ends.push_back(answer); });
     settle();
     answer("Stop and Quit");
+    EXPECT_NE(visible<QPushButton>("Stopping…"), nullptr);
     EXPECT_EQ(ends.size(), 2U) << "not before the export has ended";
     workers->runAll();
     EXPECT_THAT(ends, testing::ElementsAre(false, false, true));
