@@ -76,6 +76,7 @@ ItemBrowser::ItemBrowser(AppModel& app, PictureService& pictures, Place place, Q
     loading_->setWordWrap(false);
     loading_->hide();
     line->addWidget(loading_);
+    line->addSpacing(8);
     zoom_ = new QSlider(Qt::Horizontal);
     zoom_->setRange(ItemsLook::leastTile, ItemsLook::mostTile);
     zoom_->setSingleStep(16);
