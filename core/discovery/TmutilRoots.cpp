@@ -61,10 +61,10 @@ std::vector<DiskPath> TmutilRoots::rootsIn(std::string_view output)
 {
     const std::string text = repairedUtf8(output);
     std::vector<DiskPath> roots;
-    std::set<std::string_view> known;
+    std::set<DiskPath> known; // "/a//b" is "/a/b"
     for (const std::string_view line : trimmedLines(text)) {
         // The system would take a path for ending at a NUL, and look elsewhere.
-        if (line.starts_with('/') && !line.contains('\0') && known.insert(line).second) {
+        if (line.starts_with('/') && !line.contains('\0') && known.emplace(line).second) {
             roots.emplace_back(line);
         }
     }

@@ -83,6 +83,7 @@ void noteAbandonedThread();
 /// A thread that hangs in the kernel cannot be ended; it is left behind and its late result dropped.
 /// So `work` owns all that it touches (captures by value or shared_ptr, never by reference) and looks at
 /// `Heartbeat::gaveUp` between two calls to the disk.
+// NOLINTBEGIN(performance-unnecessary-value-param): the clock is held for as long as the run waits
 template <typename Work>
 auto guardedRun(std::shared_ptr<const Clock> clock, const Patience& patience, Work work)
     -> Guarded<std::invoke_result_t<Work&, const std::shared_ptr<Heartbeat>&>>
@@ -109,5 +110,6 @@ auto guardedRun(std::shared_ptr<const Clock> clock, const Patience& patience, Wo
     }
     return Guarded<T>::finished(std::move(*box->value));
 }
+// NOLINTEND(performance-unnecessary-value-param)
 
 } // namespace vantorel

@@ -288,6 +288,7 @@ std::expected<void, RunStop> EarlierItems::lookAt(std::span<const std::size_t> i
             .isComplete = found->second.files.size() == context_->plan->items[item].files.size()});
     }
     std::vector<std::size_t> asked;
+    asked.reserve(looking.tasks.size());
     for (const auto& task : looking.tasks) {
         asked.push_back(task.item);
     }

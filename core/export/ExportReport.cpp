@@ -97,6 +97,7 @@ Fields detailsOf(const Asset* asset)
     fields[keywords] = joined(asset->keywords, separator);
     fields[people] = joined(asset->people, separator);
     std::vector<std::string> lost;
+    lost.reserve(asset->lostDetails.size());
     for (const auto detail : asset->lostDetails) {
         lost.emplace_back(nameIn(lostDetailNames, detail));
     }
@@ -244,6 +245,7 @@ std::string reportText(const std::vector<ReportRow>& rows, const std::vector<Ski
         fields[file] = joined(row.paths, separator);
         fields[album] = row.item.albumPath;
         std::vector<std::string> sizes;
+        sizes.reserve(row.sizes.size());
         for (const auto size : row.sizes) {
             sizes.push_back(std::to_string(size));
         }

@@ -38,7 +38,7 @@ static_assert(inEnumOrder(sentences));
 
 std::string sentence(const SkipCause& cause)
 {
-    std::string text(nameIn(sentences, cause.reason));
+    const std::string text(nameIn(sentences, cause.reason));
     return cause.reason == SkipReason::readError ? text + errorText(cause.code) : text;
 }
 
