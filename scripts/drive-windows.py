@@ -485,23 +485,22 @@ def tell_keyboard(run):
         raise Missing("\n".join(stops.faults))
 
 
-def to_row(windows, name):
-    """With the arrow keys, from the first library on."""
-    for _ in range(12):
+def go_to(windows, name, key, most):
+    """With one key, pressed as often as it takes."""
+    for _ in range(most):
         node = windows.focused()
         if node and node.get_name() == name:
             return
-        windows.key("Down")
-    raise Missing(f"The row \"{name}\" is not reached with the arrow keys.")
+        windows.key(key)
+    raise Missing(f"\"{name}\" is not reached with the key {key}.")
+
+
+def to_row(windows, name):
+    go_to(windows, name, "Down", 12)  # from the first library on
 
 
 def to_name(windows, name):
-    for _ in range(30):
-        node = windows.focused()
-        if node and node.get_name() == name:
-            return
-        windows.key("Tab")
-    raise Missing(f"\"{name}\" is not reached with the tabulator key.")
+    go_to(windows, name, "Tab", 30)
 
 
 STORIES = {"whole": tell_whole, "trouble": tell_trouble, "keyboard": tell_keyboard}
